@@ -26,7 +26,8 @@ class HSMBASE_EXPORT ICErrnoData : public ICErrnoValue
 {
 public:
     // Who said first what went wrong. HSM_INTERNAL has no number and no text worth showing.
-    enum ORIGINATOR : int {
+    enum ORIGINATOR : int
+    {
         NO_ORIGINATOR = -1,
         SYSTEM = 0,
         REXBURY = 1,
@@ -135,5 +136,5 @@ private:
     wchar_t * m_pszSystemAction;
     wchar_t * m_pszUserResponse;
 
-    mutable int m_adminLogFlag;  // moves with every copy, const or not
+    mutable int m_adminLogFlag; // moves with every copy, const or not
 };

@@ -11,10 +11,10 @@
 class HSMBASE_EXPORT ICSeverity : public IFSeverity
 {
 public:
-    static ICSeverity const Info;     // level 1
-    static ICSeverity const Warning;  // level 2
-    static ICSeverity const Error;    // level 3
-    static ICSeverity const Severe;   // level 4
+    static ICSeverity const Info;    // level 1
+    static ICSeverity const Warning; // level 2
+    static ICSeverity const Error;   // level 3
+    static ICSeverity const Severe;  // level 4
 
     // Not set.
     constexpr ICSeverity() = default;
@@ -46,5 +46,5 @@ public:
     void mf_set(wchar_t severity);
 
 private:
-    ulong m_level = 0;  // 0: not set; 1 to 4: information, warning, error, severe
+    ulong m_level = 0; // 0: not set; 1 to 4: information, warning, error, severe
 };

@@ -13,24 +13,24 @@
 class HSMBASE_EXPORT ICLogData : public IFSeverity
 {
 public:
-    static ICLogData const LEVEL_S;  // severe failures
-    static ICLogData const LEVEL_E;  // errors: the trace line of the failure path
-    static ICLogData const LEVEL_W;  // warnings, corrected settings
-    static ICLogData const LEVEL_I;  // lifecycle facts and changes of settings
-    static ICLogData const LEVEL_T;  // trace of normal work
-    static ICLogData const LEVEL_D;  // debug detail
-    static ICLogData const LEVEL_X;  // reserved for callers
-    static ICLogData const LEVEL_F;  // flushes the file after the write
-    static ICLogData const LEVEL_K;  // reserved for callers
-    static ICLogData const LEVEL_C;  // the event broadcaster's notes
-    static ICLogData const LEVEL_L;  // reserved for callers
-    static ICLogData const LEVEL_U;  // takes the place of E and S on a cancelled thread
-    static ICLogData const LEVEL_G;  // reserved for callers
+    static ICLogData const LEVEL_S; // severe failures
+    static ICLogData const LEVEL_E; // errors: the trace line of the failure path
+    static ICLogData const LEVEL_W; // warnings, corrected settings
+    static ICLogData const LEVEL_I; // lifecycle facts and changes of settings
+    static ICLogData const LEVEL_T; // trace of normal work
+    static ICLogData const LEVEL_D; // debug detail
+    static ICLogData const LEVEL_X; // reserved for callers
+    static ICLogData const LEVEL_F; // flushes the file after the write
+    static ICLogData const LEVEL_K; // reserved for callers
+    static ICLogData const LEVEL_C; // the event broadcaster's notes
+    static ICLogData const LEVEL_L; // reserved for callers
+    static ICLogData const LEVEL_U; // takes the place of E and S on a cancelled thread
+    static ICLogData const LEVEL_G; // reserved for callers
 
-    static ICLogData const LEVEL_OFF;      // as log slots: no log file at all
-    static ICLogData const LEVEL_DEFAULT;  // the slots used when nothing else is said: S, E, W, I, K, L
-    static ICLogData const LEVEL_FULL;     // all thirteen letters
-    static ICLogData const LEVEL_NONE;     // the neutral record
+    static ICLogData const LEVEL_OFF;     // as log slots: no log file at all
+    static ICLogData const LEVEL_DEFAULT; // the slots used when nothing else is said: S, E, W, I, K, L
+    static ICLogData const LEVEL_FULL;    // all thirteen letters
+    static ICLogData const LEVEL_NONE;    // the neutral record
 
     // Level 0, letter '?'.
     constexpr ICLogData() = default;

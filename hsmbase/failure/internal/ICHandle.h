@@ -13,7 +13,8 @@
 //
 // Where a failed close counts, mf_close is called and its answer, that of the kind, is looked at. The destructor is the
 // safety net: it closes what is still open, keeps the thread's last error and reports nothing.
-template<class KIND> class ICHandle
+template<class KIND>
+class ICHandle
 {
 public:
     using TYPE = typename KIND::TYPE;

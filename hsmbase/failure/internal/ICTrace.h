@@ -36,7 +36,8 @@
 // the user's language: compute it beforehand.
 //
 // GATE says whether there is a trace at all; a class that must stay silent at times has its own (see ICRegistry).
-template<class GATE> class ICTraceBracket
+template<class GATE>
+class ICTraceBracket
 {
 public:
     explicit ICTraceBracket(wchar_t const * function) : m_function(function)
@@ -111,8 +112,7 @@ private:
     // Texts travel as pointers: a CString passed through "..." would arrive as garbage.
     static wchar_t const * mf_asArgument(CString const & text) { return text.GetString(); }
     template<class ARG>
-        requires(!std::same_as<ARG, CString>)
-    static std::decay_t<ARG> mf_asArgument(ARG const & argument)
+    requires(!std::same_as<ARG, CString>) static std::decay_t<ARG> mf_asArgument(ARG const & argument)
     {
         return argument;
     }

@@ -8,9 +8,18 @@
 #include "hsmbase/Types.h"
 
 // What an argument of a trace line is, and what a conversion asks for. OTHER never fits.
-enum class TRACE_ARGUMENT { TEXT, TEXT8, NUMBER32, NUMBER64, POINTER, OTHER };
+enum class TRACE_ARGUMENT
+{
+    TEXT,
+    TEXT8,
+    NUMBER32,
+    NUMBER64,
+    POINTER,
+    OTHER
+};
 
-template<class ARG> consteval TRACE_ARGUMENT f_traceArgumentOf()
+template<class ARG>
+consteval TRACE_ARGUMENT f_traceArgumentOf()
 {
     using TYPE = std::decay_t<ARG>;
     if (std::is_same_v<TYPE, CString> || std::is_same_v<TYPE, wchar_t *> || std::is_same_v<TYPE, wchar_t const *>)
@@ -52,12 +61,14 @@ struct TRACE_UNCHECKED
     wchar_t const * format;
 };
 
-template<class... ARGS> class ICTraceFormat
+template<class... ARGS>
+class ICTraceFormat
 {
 public:
     consteval ICTraceFormat(TRACE_UNCHECKED unchecked) : m_format(unchecked.format) {}
 
-    template<std::size_t SIZE> consteval ICTraceFormat(wchar_t const (&format)[SIZE]) : m_format(format)
+    template<std::size_t SIZE>
+    consteval ICTraceFormat(wchar_t const (&format)[SIZE]) : m_format(format)
     {
         TRACE_ARGUMENT const given[] = {f_traceArgumentOf<ARGS>()..., TRACE_ARGUMENT::OTHER};
         std::wstring_view rest(format, SIZE - 1);
