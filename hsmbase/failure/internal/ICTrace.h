@@ -112,7 +112,7 @@ private:
     // Texts travel as pointers: a CString passed through "..." would arrive as garbage.
     static wchar_t const * mf_asArgument(CString const & text) { return text.GetString(); }
     template<class ARG>
-    requires(!std::same_as<ARG, CString>) static std::decay_t<ARG> mf_asArgument(ARG const & argument)
+    requires(!std::same_as<ARG, CString>) static std::decay_t<ARG const> mf_asArgument(ARG const & argument)
     {
         return argument;
     }

@@ -33,7 +33,7 @@ consteval TRACE_ARGUMENT f_traceArgumentOf()
 // `conversion` begins behind flags, width and precision: "lu", "I64d", "s".
 consteval TRACE_ARGUMENT f_traceArgumentAskedBy(std::wstring_view conversion)
 {
-    auto const asksFor = [conversion](std::wstring_view letters) {
+    auto const asksFor = [&conversion](std::wstring_view letters) {
         return !conversion.empty() && letters.find(conversion.front()) != letters.npos;
     };
     if (asksFor(L"s")) return TRACE_ARGUMENT::TEXT;
