@@ -55,9 +55,7 @@ public:
             m_capacity = 0;
             return;
         }
-        if (newSize > m_capacity) {
-            mf_implReallocate(mf_implGrown(newSize));
-        }
+        mf_implReserve(newSize);
         mf_implMake(kept, newSize - kept);
         m_size = newSize;
     }
@@ -94,7 +92,7 @@ public:
             return;
         }
         INT_PTR const own = mf_implOwnIndex(element);
-        SetSize(index + 1);
+        SetSize(mf_implSum(index, 1));
         if (own >= 0) {
             m_data[index] = std::as_const(m_data[own]);
         } else {
@@ -115,7 +113,7 @@ public:
     {
         ENSURE(this != &other);
         INT_PTR const before = m_size;
-        SetSize(before + other.m_size);
+        SetSize(mf_implSum(before, other.m_size));
         std::copy_n(other.m_data, other.m_size, m_data + before);
         return before;
     }
@@ -171,23 +169,28 @@ private:
 
     static std::size_t mf_implBytes(INT_PTR count) { return static_cast<std::size_t>(count) * sizeof(TYPE); }
 
-    INT_PTR mf_implGrown(INT_PTR newSize) const
+    static INT_PTR mf_implSum(INT_PTR size, INT_PTR count)
     {
+        if (count > MAXIMUM_SIZE - size) AfxThrowMemoryException();
+        return size + count;
+    }
+
+    void mf_implReserve(INT_PTR size)
+    {
+        if (size <= m_capacity) return;
         if (m_data == nullptr) {
-            return std::max(newSize, m_growBy);
+            mf_implReallocate(std::max(size, m_growBy));
+            return;
         }
         INT_PTR const growBy = m_growBy != 0 ? m_growBy : std::clamp<INT_PTR>(m_size / 8, 4, 1024);
-        // A sum too large for any memory is left to the allocation to refuse.
-        return std::max(newSize, growBy > MAXIMUM_SIZE - m_capacity ? MAXIMUM_SIZE : m_capacity + growBy);
+        mf_implReallocate(std::max(size, mf_implSum(m_capacity, growBy)));
     }
 
     void mf_implReallocate(INT_PTR capacity)
     {
         void * const data =
             capacity > MAXIMUM_SIZE ? nullptr : std::realloc(static_cast<void *>(m_data), mf_implBytes(capacity));
-        if (data == nullptr) {
-            AfxThrowMemoryException();
-        }
+        if (data == nullptr) AfxThrowMemoryException();
         m_data = static_cast<TYPE *>(data);
         m_capacity = capacity;
     }
@@ -205,15 +208,21 @@ private:
     // Makes room: new elements at [index, index + count).
     void mf_implOpen(INT_PTR index, INT_PTR count)
     {
-        INT_PTR const before = m_size;
-        if (index >= before) {
-            SetSize(index + count);
+        INT_PTR const behind = m_size - index;
+        if (behind <= 0) {
+            SetSize(mf_implSum(index, count));
             return;
         }
-        SetSize(before + count);
-        std::destroy_n(m_data + before, count);
-        mf_implMove(index + count, index, before - index);
-        mf_implMake(index, count);
+        mf_implReserve(mf_implSum(m_size, count));
+        mf_implMove(index + count, index, behind);
+        try {
+            mf_implMake(index, count);
+        }
+        catch (...) {
+            mf_implMove(index, index + count, behind);
+            throw;
+        }
+        m_size += count;
     }
 
     // Where in the array the argument lies, -1 for elsewhere: the elements move when the array grows.

@@ -10,41 +10,13 @@
 // Left out: string managers, 8-bit strings.
 #pragma once
 
-#include "internal/Failures.h"
+#include "internal/StringData.h"
 
-#include <algorithm>
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <cwchar>
 #include <utility>
-
-// What lies before the characters.
-struct CStringData
-{
-    static long const NIL = 0;     // the static buffer: never counted, never written, never freed
-    static long const LOCKED = -1; // one owner, and copies do not share
-
-    long references;
-    int length;
-    int capacity; // characters that fit, without the terminator
-    int reserved; // keeps the characters on a 16-byte boundary
-
-    wchar_t * mf_text() { return reinterpret_cast<wchar_t *>(this + 1); }
-    long mf_references() { return std::atomic_ref(references).load(std::memory_order_acquire); }
-    bool mf_isOwn() { return mf_references() == 1 || mf_references() == LOCKED; }
-    void mf_setReferences(long count) { std::atomic_ref(references).store(count, std::memory_order_release); }
-};
-
-struct CStringNil
-{
-    CStringData data;
-    wchar_t text[8];
-};
-
-inline constinit CStringNil g_classlibNil{{CStringData::NIL, 0, 0, 0}, {}};
 
 class CSimpleString
 {
@@ -61,18 +33,16 @@ public:
     CSimpleString(CSimpleString && other) noexcept : m_text(std::exchange(other.m_text, g_classlibNil.text)) {}
     CSimpleString(PCXSTR text, int length) : m_text(mf_implCreate(text, length)) {}
     explicit CSimpleString(PCXSTR text) : CSimpleString(text, StringLength(text)) {}
-    ~CSimpleString() { mf_implRelease(mf_implData()); }
+    ~CSimpleString() { mf_implData()->mf_release(); }
 
     CSimpleString & operator=(CSimpleString const & other)
     {
-        if (m_text == other.m_text) {
-            return *this;
-        }
+        if (m_text == other.m_text) return *this;
         if (mf_implIsLocked()) {
             SetString(other.m_text, other.GetLength());
         } else {
             PXSTR const text = mf_implShare(other);
-            mf_implRelease(mf_implData());
+            mf_implData()->mf_release();
             m_text = text;
         }
         return *this;
@@ -85,7 +55,7 @@ public:
             return *this = static_cast<CSimpleString const &>(other);
         }
         if (this != &other) {
-            mf_implRelease(mf_implData());
+            mf_implData()->mf_release();
             m_text = std::exchange(other.m_text, g_classlibNil.text);
         }
         return *this;
@@ -134,12 +104,10 @@ public:
             Empty();
             return;
         }
-        if (length < 0 || text == nullptr) {
-            AtlThrow(E_INVALIDARG);
-        }
+        if (length < 0 || text == nullptr) AtlThrow(E_INVALIDARG);
         CStringData * const data = mf_implData();
         if (data->mf_isOwn() && length <= data->capacity) {
-            std::memmove(m_text, text, mf_implBytes(length));
+            std::memmove(m_text, text, CStringData::mf_bytes(length));
             mf_implSetLength(length);
             return;
         }
@@ -147,7 +115,7 @@ public:
         PXSTR const copy = mf_implCreate(text, length);
         bool const locked = mf_implIsLocked();
         m_text = copy;
-        mf_implRelease(data);
+        data->mf_release();
         if (locked) {
             mf_implData()->mf_setReferences(CStringData::LOCKED);
         }
@@ -161,15 +129,13 @@ public:
             return;
         }
         m_text = g_classlibNil.text;
-        mf_implRelease(data);
+        data->mf_release();
     }
 
     // Cuts to `length` characters; a longer length changes nothing.
     void Truncate(int length)
     {
-        if (length < 0) {
-            AtlThrow(E_INVALIDARG);
-        }
+        if (length < 0) AtlThrow(E_INVALIDARG);
         if (length < GetLength()) {
             mf_implWritable(length);
             mf_implSetLength(length);
@@ -182,29 +148,21 @@ public:
 
     void Append(PCXSTR text, int length)
     {
-        if (length == 0) {
-            return;
-        }
-        if (length < 0 || text == nullptr) {
-            AtlThrow(E_INVALIDARG);
-        }
+        if (length == 0) return;
+        if (length < 0 || text == nullptr) AtlThrow(E_INVALIDARG);
         int const before = GetLength();
-        if (length > MAXIMUM_LENGTH - before) {
-            AfxThrowMemoryException();
-        }
+        if (length > MAXIMUM_LENGTH - before) AfxThrowMemoryException();
         std::size_t const offset = mf_implOffset(text);
         bool const own = offset <= static_cast<std::size_t>(before);
         PXSTR const buffer = mf_implWritable(before + length);
-        std::memmove(buffer + before, own ? buffer + offset : text, mf_implBytes(length));
+        std::memmove(buffer + before, own ? buffer + offset : text, CStringData::mf_bytes(length));
         mf_implSetLength(before + length);
     }
 
     void AppendChar(XCHAR character)
     {
         int const before = GetLength();
-        if (before >= MAXIMUM_LENGTH) {
-            AfxThrowMemoryException();
-        }
+        if (before >= MAXIMUM_LENGTH) AfxThrowMemoryException();
         mf_implWritable(before + 1)[before] = character;
         mf_implSetLength(before + 1);
     }
@@ -251,9 +209,7 @@ public:
 
     void ReleaseBufferSetLength(int length)
     {
-        if (length < 0 || length > GetAllocLength()) {
-            AtlThrow(E_INVALIDARG);
-        }
+        if (length < 0 || length > GetAllocLength()) AtlThrow(E_INVALIDARG);
         mf_implSetLength(length);
     }
 
@@ -278,8 +234,8 @@ public:
     void FreeExtra()
     {
         CStringData * const data = mf_implData();
-        if (data->mf_references() == 1 && mf_implRounded(data->length) < data->capacity) {
-            mf_implReallocate(data->length);
+        if (data->mf_references() == 1) {
+            m_text = data->mf_resize(data->length)->mf_text();
         }
     }
 
@@ -287,18 +243,16 @@ public:
 
     static void CopyChars(PXSTR target, PCXSTR source, int length) noexcept
     {
-        std::memcpy(target, source, mf_implBytes(length));
+        std::memcpy(target, source, CStringData::mf_bytes(length));
     }
 
     static void CopyCharsOverlapped(PXSTR target, PCXSTR source, int length) noexcept
     {
-        std::memmove(target, source, mf_implBytes(length));
+        std::memmove(target, source, CStringData::mf_bytes(length));
     }
 
 protected:
-    static int const MAXIMUM_LENGTH = 0x7FFFFFE0;
-
-    static std::size_t mf_implBytes(int length) noexcept { return static_cast<std::size_t>(length) * sizeof(wchar_t); }
+    static int const MAXIMUM_LENGTH = CStringData::MAXIMUM_LENGTH;
 
     // How many characters behind the string's first one `text` stands: a huge number when it lies elsewhere.
     std::size_t mf_implOffset(PCXSTR text) const noexcept
@@ -310,9 +264,8 @@ protected:
     PXSTR mf_implWritable(int length)
     {
         CStringData * const data = mf_implData();
-        bool const own = data->mf_isOwn();
-        if (!own || static_cast<unsigned int>(length) > static_cast<unsigned int>(data->capacity)) {
-            mf_implMakeWritable(length, own);
+        if (!data->mf_isOwn() || static_cast<unsigned int>(length) > static_cast<unsigned int>(data->capacity)) {
+            mf_implMakeWritable(length);
         }
         return m_text;
     }
@@ -328,94 +281,38 @@ protected:
     }
 
 private:
-    CStringData * mf_implData() const noexcept { return reinterpret_cast<CStringData *>(m_text) - 1; }
+    CStringData * mf_implData() const noexcept { return CStringData::mf_of(m_text); }
     bool mf_implIsLocked() const noexcept { return mf_implData()->mf_references() == CStringData::LOCKED; }
-
-    // What a request for `length` characters gets: whole 16-byte units, so that FreeExtra and growth agree.
-    static int mf_implRounded(int length) noexcept { return length | 7; }
-
-    static std::size_t mf_implBlockBytes(int capacity) noexcept
-    {
-        return sizeof(CStringData) + mf_implBytes(capacity) + sizeof(wchar_t);
-    }
-
-    static PXSTR mf_implAllocate(int length)
-    {
-        int const capacity = mf_implRounded(length);
-        void * const block = length > MAXIMUM_LENGTH ? nullptr : std::malloc(mf_implBlockBytes(capacity));
-        if (block == nullptr) {
-            AfxThrowMemoryException();
-        }
-        return (new (block) CStringData{1, length, capacity, 0})->mf_text();
-    }
 
     static PXSTR mf_implCreate(PCXSTR text, int length)
     {
-        if (length == 0) {
-            return g_classlibNil.text;
-        }
-        if (length < 0 || text == nullptr) {
-            AtlThrow(E_INVALIDARG);
-        }
-        PXSTR const copy = mf_implAllocate(length);
-        std::memcpy(copy, text, mf_implBytes(length));
-        copy[length] = L'\0';
-        return copy;
+        if (length == 0) return g_classlibNil.text;
+        if (length < 0 || text == nullptr) AtlThrow(E_INVALIDARG);
+        return CStringData::mf_create(text, length, length)->mf_text();
     }
 
     static PXSTR mf_implShare(CSimpleString const & other)
     {
         CStringData * const data = other.mf_implData();
         if (data->mf_references() > 0) {
-            std::atomic_ref(data->references).fetch_add(1, std::memory_order_relaxed);
+            data->mf_acquire();
             return other.m_text;
         }
         // Of an empty string, another module's buffer would not outlive that module.
         return mf_implCreate(other.m_text, data->length);
     }
 
-    static void mf_implRelease(CStringData * data) noexcept
+    [[gnu::noinline]] void mf_implMakeWritable(int length)
     {
-        long const references = data->mf_references();
-        if (data == &g_classlibNil.data || references == CStringData::NIL) {
-            return;
-        }
-        // A count of 1 cannot be raised by others: it takes an owner to copy from.
-        if (references <= 1 || std::atomic_ref(data->references).fetch_sub(1, std::memory_order_acq_rel) == 1) {
-            std::free(data);
-        }
-    }
-
-    [[gnu::noinline]] void mf_implMakeWritable(int length, bool own)
-    {
-        if (length < 0) {
-            AtlThrow(E_INVALIDARG);
-        }
+        if (length < 0) AtlThrow(E_INVALIDARG);
         CStringData * const data = mf_implData();
         int const needed = std::max(length, data->length);
-        if (own) {
-            int const half = std::min(data->capacity / 2, MAXIMUM_LENGTH - data->capacity);
-            mf_implReallocate(std::max(needed, data->capacity + half));
-            return;
+        if (data->mf_isOwn()) {
+            m_text = data->mf_resize(std::max(needed, data->mf_grown()))->mf_text();
+        } else {
+            m_text = CStringData::mf_create(m_text, data->length, needed)->mf_text();
+            data->mf_release();
         }
-        PXSTR const copy = mf_implAllocate(needed);
-        std::memcpy(copy, m_text, mf_implBytes(data->length + 1));
-        m_text = copy;
-        mf_implData()->length = data->length;
-        mf_implRelease(data);
-    }
-
-    void mf_implReallocate(int length)
-    {
-        int const capacity = mf_implRounded(length);
-        void * const block =
-            length > MAXIMUM_LENGTH ? nullptr : std::realloc(mf_implData(), mf_implBlockBytes(capacity));
-        if (block == nullptr) {
-            AfxThrowMemoryException();
-        }
-        CStringData * const data = static_cast<CStringData *>(block);
-        data->capacity = capacity;
-        m_text = data->mf_text();
     }
 
     wchar_t * m_text;

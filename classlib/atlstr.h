@@ -185,9 +185,7 @@ private:
     // The C functions below take no NULL.
     static PCXSTR mf_implChecked(PCXSTR text)
     {
-        if (text == nullptr) {
-            AtlThrow(E_INVALIDARG);
-        }
+        if (text == nullptr) AtlThrow(E_INVALIDARG);
         return text;
     }
 

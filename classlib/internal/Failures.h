@@ -70,9 +70,7 @@ protected:
         if (helpContext != nullptr) {
             *helpContext = 0;
         }
-        if (message == nullptr || size == 0) {
-            return FALSE;
-        }
+        if (message == nullptr || size == 0) return FALSE;
         message[0] = L'\0';
         DWORD const flags = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
         return ::FormatMessageW(flags, nullptr, static_cast<DWORD>(code), 0, message, size, nullptr) != 0;
@@ -134,17 +132,13 @@ inline constinit CInvalidArgException g_classlibInvalidArgument(FALSE);
 [[noreturn, gnu::cold, gnu::noinline]] inline void AfxThrowOleException(SCODE code)
 {
     COleException * const failure = new (std::nothrow) COleException(code);
-    if (failure == nullptr) {
-        AfxThrowMemoryException();
-    }
+    if (failure == nullptr) AfxThrowMemoryException();
     throw failure;
 }
 
 [[noreturn, gnu::cold, gnu::noinline]] inline void AtlThrow(HRESULT code)
 {
-    if (code == E_OUTOFMEMORY) {
-        AfxThrowMemoryException();
-    }
+    if (code == E_OUTOFMEMORY) AfxThrowMemoryException();
     AfxThrowOleException(code);
 }
 

@@ -8,9 +8,7 @@
 
 inline CString CString::mf_implJoin(PCXSTR left, int leftLength, PCXSTR right, int rightLength)
 {
-    if (leftLength > MAXIMUM_LENGTH - rightLength) {
-        AfxThrowMemoryException();
-    }
+    if (leftLength > MAXIMUM_LENGTH - rightLength) AfxThrowMemoryException();
     CString result;
     if (leftLength + rightLength != 0) {
         PXSTR const buffer = result.GetBufferSetLength(leftLength + rightLength);
@@ -22,9 +20,7 @@ inline CString CString::mf_implJoin(PCXSTR left, int leftLength, PCXSTR right, i
 
 inline CString & CString::mf_implSetNarrow(PCYSTR text, int length)
 {
-    if (length < 0 || (text == nullptr && length != 0)) {
-        AtlThrow(E_INVALIDARG);
-    }
+    if (length < 0 || (text == nullptr && length != 0)) AtlThrow(E_INVALIDARG);
     int const needed = length == 0 ? 0 : ::MultiByteToWideChar(CP_THREAD_ACP, 0, text, length, nullptr, 0);
     if (needed <= 0) {
         Empty();
@@ -62,9 +58,7 @@ inline CString CString::SpanExcluding(PCXSTR characters) const
 
 inline CString CString::Tokenize(PCXSTR separators, int & start) const
 {
-    if (start < 0) {
-        AtlThrow(E_INVALIDARG);
-    }
+    if (start < 0) AtlThrow(E_INVALIDARG);
     PCXSTR const set = separators == nullptr ? L"" : separators;
     if (start < GetLength()) {
         int const first = start + static_cast<int>(std::wcsspn(GetString() + start, set));
@@ -136,20 +130,14 @@ inline int CString::Replace(PCXSTR oldText, PCXSTR newText)
     std::wstring_view const text(GetString(), static_cast<std::size_t>(GetLength()));
     std::wstring_view const old(oldText == nullptr ? L"" : oldText);
     int const newLength = StringLength(newText);
-    if (old.empty()) {
-        return 0;
-    }
+    if (old.empty()) return 0;
     int count = 0;
     for (std::size_t at = text.find(old); at != text.npos; at = text.find(old, at + old.size())) {
         ++count;
     }
-    if (count == 0) {
-        return 0;
-    }
+    if (count == 0) return 0;
     long long const change = (static_cast<long long>(newLength) - static_cast<long long>(old.size())) * count;
-    if (GetLength() + change > MAXIMUM_LENGTH) {
-        AfxThrowMemoryException();
-    }
+    if (GetLength() + change > MAXIMUM_LENGTH) AfxThrowMemoryException();
     CString result;
     result.Preallocate(static_cast<int>(GetLength() + change));
     std::size_t from = 0;
@@ -177,17 +165,13 @@ inline int CString::Remove(XCHAR character)
 
 inline int CString::mf_implInsert(int index, PCXSTR text, int length)
 {
-    if (length == 0) {
-        return GetLength();
-    }
+    if (length == 0) return GetLength();
     if (mf_implOffset(text) <= static_cast<std::size_t>(GetLength())) {
         CString const copy(text, length);
         return mf_implInsert(index, copy, length);
     }
     int const before = GetLength();
-    if (length > MAXIMUM_LENGTH - before) {
-        AfxThrowMemoryException();
-    }
+    if (length > MAXIMUM_LENGTH - before) AfxThrowMemoryException();
     index = std::clamp(index, 0, before);
     PXSTR const place = GetBuffer(before + length) + index;
     CopyCharsOverlapped(place + length, place, before - index);
@@ -257,11 +241,12 @@ inline CString CString::mf_implFormatLong(PCXSTR format, va_list arguments)
     va_copy(counted, arguments);
     int const length = ::_vscwprintf(format, counted);
     va_end(counted);
-    if (length < 0) {
-        AtlThrow(E_INVALIDARG);
-    }
+    ATLENSURE_THROW(length >= 0, E_INVALIDARG);
     CString result;
-    ::vswprintf_s(result.GetBuffer(length), static_cast<std::size_t>(length) + 1, format, arguments);
+    // An unknown conversion is counted in silence and refused only here.
+    int const written =
+        ::vswprintf_s(result.GetBuffer(length), static_cast<std::size_t>(length) + 1, format, arguments);
+    ATLENSURE_THROW(written == length, E_INVALIDARG);
     result.ReleaseBufferSetLength(length);
     return result;
 }
@@ -335,26 +320,22 @@ inline BOOL CString::LoadStringW(HINSTANCE module, UINT id)
     // With a size of 0 the answer is the place of the text inside the module.
     wchar_t const * text = nullptr;
     int const length = ::LoadStringW(module, id, reinterpret_cast<wchar_t *>(&text), 0);
-    if (length <= 0) {
-        return FALSE;
-    }
+    if (length <= 0) return FALSE;
     SetString(text, length);
     return TRUE;
 }
 
 inline BOOL CString::GetEnvironmentVariableW(PCXSTR name)
 {
-    Empty();
+    CString value;
     DWORD size = ::GetEnvironmentVariableW(name, nullptr, 0);
-    if (size == 0) {
-        return FALSE;
-    }
+    BOOL const found = size != 0;
     // The variable may grow between two looks at it.
-    DWORD length = size;
-    while (length >= size) {
+    for (DWORD length = size; found && length >= size;) {
         size = length + 1;
-        length = ::GetEnvironmentVariableW(name, GetBuffer(static_cast<int>(size)), size);
+        length = ::GetEnvironmentVariableW(name, value.GetBuffer(static_cast<int>(size)), size);
+        value.ReleaseBufferSetLength(static_cast<int>(std::min(length, size)));
     }
-    ReleaseBufferSetLength(static_cast<int>(length));
-    return TRUE;
+    *this = std::move(value);
+    return found;
 }

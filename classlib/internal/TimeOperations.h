@@ -95,9 +95,7 @@ inline int CTime::mf_implField(int tm::*field, int base, int none) const noexcep
 inline bool CTime::GetAsSystemTime(SYSTEMTIME & local) const noexcept
 {
     tm fields;
-    if (GetLocalTm(&fields) == nullptr) {
-        return false;
-    }
+    if (GetLocalTm(&fields) == nullptr) return false;
     local.wYear = static_cast<WORD>(fields.tm_year + 1900);
     local.wMonth = static_cast<WORD>(fields.tm_mon + 1);
     local.wDayOfWeek = static_cast<WORD>(fields.tm_wday);
@@ -111,9 +109,7 @@ inline bool CTime::GetAsSystemTime(SYSTEMTIME & local) const noexcept
 
 inline CString CTime::mf_implFormat(wchar_t const * format, tm * (CTime::*breakDown)(tm *) const) const
 {
-    if (format == nullptr) {
-        return CString();
-    }
+    if (format == nullptr) return CString();
     tm fields;
     ATLENSURE_THROW((this->*breakDown)(&fields) != nullptr, E_INVALIDARG);
     wchar_t text[128];
