@@ -18,7 +18,7 @@ target_compile_definitions(hsmbase_options INTERFACE __USE_MINGW_ANSI_STDIO=0 MI
 target_compile_options(hsmbase_options INTERFACE
     -Wall -Wextra -Wconversion -Wsign-conversion
     # A class object passed through "..." is printed as garbage; GCC accepts it silently without this.
-    $<$<COMPILE_LANGUAGE:CXX>:-Werror=conditionally-supported>
+    $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Werror=conditionally-supported>
     $<$<BOOL:${HSMBASE_WERROR}>:-Werror>)
 if(HSMBASE_UBSAN)
     target_compile_options(hsmbase_options INTERFACE
@@ -37,8 +37,9 @@ if(CCACHE)
 endif()
 
 # The run-time DLLs that program and library share; exceptions cross the boundary between them.
+separate_arguments(flags NATIVE_COMMAND "${CMAKE_CXX_FLAGS}")
 foreach(name libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
-    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${name}
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} ${flags} -print-file-name=${name}
         OUTPUT_VARIABLE file OUTPUT_STRIP_TRAILING_WHITESPACE)
     list(APPEND HSMBASE_RUNTIME_DLLS ${file})
     file(COPY ${file} DESTINATION ${PROJECT_BINARY_DIR}/bin)

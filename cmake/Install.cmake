@@ -3,7 +3,7 @@ include(CMakePackageConfigHelpers)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/hsmbase)
 
 configure_package_config_file(cmake/hsmbase-config.cmake.in ${PROJECT_BINARY_DIR}/hsmbase-config.cmake
-    INSTALL_DESTINATION ${package_dir})
+    INSTALL_DESTINATION ${package_dir} PATH_VARS CMAKE_INSTALL_BINDIR)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/hsmbase-config-version.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/hsmbase-config.cmake ${PROJECT_BINARY_DIR}/hsmbase-config-version.cmake
     DESTINATION ${package_dir})
@@ -11,6 +11,16 @@ install(EXPORT hsmbase-targets NAMESPACE hsmbase:: DESTINATION ${package_dir})
 
 if(MINGW)
     install(TARGETS classlib EXPORT hsmbase-targets)
+    install(DIRECTORY classlib/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/hsmbase/classlib FILES_MATCHING PATTERN *.h)
     install(FILES ${HSMBASE_RUNTIME_DLLS} DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 install(FILES README.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
+# Target shipped: all that is installed, without tests and benchmarks.
+get_property(languages GLOBAL PROPERTY HSMBASE_LANGUAGES)
+list(TRANSFORM languages PREPEND tnwlang)
+add_custom_target(shipped DEPENDS hsmbase hsmframe ${languages})
+if(TARGET hsmscan)
+    add_dependencies(shipped hsmscan)
+endif()
