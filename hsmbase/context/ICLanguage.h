@@ -3,7 +3,6 @@
 #include "hsmbase/Types.h"
 
 class ICErrnoData;
-class ICProgramFrame;
 
 // The languages of the system, and the three language libraries that a process keeps loaded: that of the user, that of
 // the trace log (always English) and the one that serves when a text is missing (English too).
@@ -29,6 +28,9 @@ public:
     static constexpr ulong LOGGING_LANGUAGE = 2;
     static constexpr ulong FALLBACK_LANGUAGE = 3;
     static constexpr ulong CURRENT_LANGUAGE = 0x10000; // that of the calling thread, from its context
+
+    // The language of the trace log and of the fallback, and the default of the user.
+    static constexpr unsigned short ENGLISH_ID = 1033;
 
     // Room for all ids and the closing 0.
     static constexpr ulong MAX_LANGUAGE_IDS = 15;
@@ -95,8 +97,6 @@ public:
     static unsigned short mf_getConfiguredLanguageId();
 
 private:
-    friend class ICProgramFrame;
-
     ICLanguage();
     virtual ~ICLanguage();
 
@@ -123,7 +123,9 @@ private:
     static unsigned short mf_implGetCurrentLanguageId();
     static HINSTANCE mf_implGetCurrentLanguageHandle();
 
-    int mf_implLoadEnglish(ICErrnoData & outcome);
+    struct ENGLISH_ROLE;
+    struct RELEASE;
+    void mf_implLoadEnglish(ICErrnoData & outcome);
     void mf_implChooseUserLanguage(ICErrnoData & outcome);
     void mf_implLoadUserLanguage(ICErrnoData & outcome);
 

@@ -4,6 +4,8 @@
 
 #include "hsmbase/Types.h"
 
+class ICErrnoData;
+
 // A text for people, made from a string resource in the calling thread's current language.
 //
 //     CString const head = ICString(4060);                       // a resource without inserts
@@ -67,10 +69,17 @@ public:
     static CString const & mf_fromAsciiBuffer(char const * buffer, ulong length, CString & result);
 
 private:
+    // Both leave a text in `buffer`, whose length counts the terminator. Failing to load throws what kept the current
+    // language's text from being there; failing to format throws Parameter or System, not being able to load doesn't.
     static void mf_implLoadString(ulong language, unsigned int resourceId, wchar_t * buffer, ulong bufferLength);
     static void mf_implFormatString(ulong language, unsigned int resourceId, va_list * arguments, wchar_t * buffer,
                                     ulong bufferLength);
-    static wchar_t * mf_implAllocateBuffer(wchar_t const * function);
+
+    // Resets `outcome` if the fallback language has the text.
+    static void mf_implLoadFallbackString(ICErrnoData & outcome, HINSTANCE failedLibrary, unsigned int resourceId,
+                                          wchar_t * buffer, ulong bufferLength);
+    static CString mf_implFormatLanguage(wchar_t const * function, ulong language, ulong resourceId,
+                                         va_list * arguments, ulong bufferLength);
 
     wchar_t * m_pszBuffer; // owned, from malloc; always 8,192 characters
 };
