@@ -17,6 +17,7 @@ public:
     constexpr ICErrnoNumber() = default;
     constexpr ICErrnoNumber(ulong number) : m_number(number) {}
     constexpr ICErrnoNumber(ICErrnoNumber const &) = default;
+    constexpr ~ICErrnoNumber() override {}
     ICErrnoNumber & operator=(ICErrnoNumber const &) = default;
 
     // Comparisons of the top byte; a top byte of 0 or above 4 answers no four times.

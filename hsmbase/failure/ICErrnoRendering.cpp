@@ -174,7 +174,8 @@ CString ICErrno::mf_toGuiMessage(ICErrnoData const & data, CString const & prefi
     dialog.Format(L"%s%s  %s\r\n\r\n", prefix.GetString(), f_creationTime(data).GetString(),
                   data.mf_toString().GetString());
     if (data.mf_hasMessageText())
-        dialog += ICFormatter::mf_formatLine(f_hasDetails(data) ? f_numberedText(data) : data.mf_getMessageText());
+        dialog +=
+            ICFormatter::mf_formatLine(f_hasDetails(data) ? f_numberedText(data) : CString(data.mf_getMessageText()));
     if (data.mf_hasOriginator()) {
         CString const name = mf_implGetOriginatorName(static_cast<ulong>(data.mf_getOriginatorId()));
         addLabelled(f_originatorLabel(), f_originatorText(data, name));

@@ -14,6 +14,7 @@ public:
         : ICErrnoNumber(static_cast<ulong>(number)), m_resourceId(resourceId)
     {}
     constexpr ICErrnoValue(ICErrnoValue const &) = default;
+    constexpr ~ICErrnoValue() override {}
     ICErrnoValue & operator=(ICErrnoValue const &) = default;
 
     // Sets number and resource id to 0.

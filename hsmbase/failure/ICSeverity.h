@@ -26,6 +26,7 @@ public:
     explicit ICSeverity(IFSeverity const & severity);
 
     constexpr ICSeverity(ICSeverity const &) = default;
+    constexpr ~ICSeverity() override {}
     ICSeverity & operator=(ICSeverity const &) = default;
 
     int mf_isInfo() const override;

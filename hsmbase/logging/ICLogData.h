@@ -42,6 +42,7 @@ public:
         if (!std::is_constant_evaluated()) mf_implFile();
     }
     constexpr ICLogData(ICLogData const &) = default;
+    constexpr ~ICLogData() override {}
     ICLogData & operator=(ICLogData const &) = default;
 
     // Non-zero when the level holds the bit of the severity; a combined level answers yes to several.
