@@ -28,6 +28,15 @@ wchar_t const * const LANGUAGES[] = {
 #include "LanguageList.inc"
 };
 
+// The text of each error constant.
+#define ICERRNO_I(name, id, text) text,
+#define ICERRNO_W(name, id, text) text,
+#define ICERRNO_E(name, id, text) text,
+#define ICERRNO_S(name, id, text) text,
+unsigned const ERROR_CONSTANTS[] = {
+#include "hsmbase/failure/ICErrnoConstants.inc"
+};
+
 unsigned long const LIBRARY_VERSION = 81002;
 char const VERSION_FUNCTION[] = "?GetLanguageVersion@@YA?BKXZ";
 
@@ -263,12 +272,14 @@ TEST(Languages, ResourceIds_AreUnique)
     EXPECT_EQ(f_expectedIds().size(), std::size(RESOURCE_IDS));
 }
 
-TEST(Languages, ErrorTexts_FillTheirRangeButForTheGap)
+TEST(Languages, ErrorTexts_AreThoseOfTheErrorConstants)
 {
-    std::set<unsigned> const ids = f_expectedIds();
-    for (unsigned id = 2000; id <= 2170; ++id) {
-        EXPECT_EQ(ids.count(id), id >= 2081 && id <= 2085 ? 0u : 1u) << id;
+    std::set<unsigned> errorTexts;
+    for (RESOURCE_ID const & id : RESOURCE_IDS) {
+        if (std::wstring(id.name).starts_with(L"IDS_ERRNO_")) errorTexts.insert(id.number);
     }
+
+    EXPECT_EQ(errorTexts, std::set<unsigned>(std::begin(ERROR_CONSTANTS), std::end(ERROR_CONSTANTS)));
 }
 
 TEST(Languages, FaultyText_IsFound)
