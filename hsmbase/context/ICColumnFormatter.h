@@ -42,7 +42,6 @@ public:
     void mf_setWidthColumn1(int width);
 
 private:
-    void mf_implAdd(CString const & label, CString value, CString const & suffix);
     void mf_implFormat() const;
     void mf_implMeasure() const;
     int mf_implGetLength(CString const & label) const;

@@ -19,9 +19,6 @@ public:
     // kept. The first line begins with `firstPrefix`, each further one with `nextPrefix`. A line has up to `width`
     // characters, the prefix included; a longer word stands on a line of its own unbroken.
     //
-    // Deliberate: a word goes to the next line when the words and the prefix of this one, without the blanks between
-    // them, come to `width` or more together with it; so lines of many words can get longer than `width`.
-    //
     // `centered` non-zero puts blanks in front of each line.
     // Deliberate: the supply of blanks is as long as the `width` of the first call in the process; a later, larger
     // width gets no more than that.

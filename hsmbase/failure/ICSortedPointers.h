@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdlib>
+#include <memory>
 
 #include "hsmbase/Types.h"
 
@@ -16,11 +18,15 @@ public:
     ICSortedPointers(void const * items, std::size_t count, int (*compare)(void const *, void const *));
     ICSortedPointers(ICSortedPointers const &) = delete;
     ICSortedPointers & operator=(ICSortedPointers const &) = delete;
-    ~ICSortedPointers();
 
-    // `index` must be below the count.
-    void * mf_get(std::size_t index) const;
+    // `index` must be below the count, and the count at least 2.
+    void * mf_get(std::size_t index) const { return m_items.get()[index]; }
 
 private:
-    void ** m_items; // owned, from malloc
+    struct FREE
+    {
+        void operator()(void ** items) const { std::free(items); }
+    };
+
+    std::unique_ptr<void *, FREE> m_items;
 };

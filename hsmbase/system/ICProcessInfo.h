@@ -19,18 +19,20 @@ public:
     ICProcessInfo & operator=(ICProcessInfo const &) = delete;
 
     // The file name of the running program, without directory and type. The reference stays valid for the life of the
-    // process. Throws _E_::System; the next call then tries again.
+    // process. Throws _E_::System; the next call then tries again. Throws
+    // _E_::Initialization where there was no memory for the instance.
     static CString const & mf_getName();
 
 private:
     ICProcessInfo();
     virtual ~ICProcessInfo();
 
-    static ICProcessInfo & mf_implGetInstance();
+    static ICProcessInfo * mf_implGetInstance();
     static void mf_implGetName(CString & name);
 
-    static ICProcessInfo * m_pThis;
-    static CString & m_sName; // empty: not yet known
+    static ICProcessInfo * m_pThis; // NULL: there was no memory for the instance
+    static int m_isCreated;         // its creation was tried
+    static CString & m_sName;       // empty: not yet known
 
     CRITICAL_SECTION m_csName;
     CRITICAL_SECTION m_csKernelId;
