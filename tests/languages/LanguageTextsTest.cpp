@@ -128,14 +128,15 @@ std::vector<std::wstring> f_faultsOf(RESOURCE_ID const & id, MessageText const &
 {
     std::vector<std::wstring> faults = text.mf_getFaults();
     if (text.mf_getKinds() != MessageText(id.inserts).mf_getKinds())
-        faults.push_back(L"other inserts than the header's");
+        faults.emplace_back(L"other inserts than the header's");
     ENDS ends = {id.number, L"", L""};
     for (ENDS const & joined : JOINED_TEXTS) {
         if (joined.id == id.number) ends = joined;
     }
-    if (text.mf_getLeading() != ends.leading) faults.push_back(L"white space at the beginning");
-    if (text.mf_getTrailing() != ends.trailing) faults.push_back(L"white space at the end");
-    if (text.mf_formatByPlatform() != text.mf_render()) faults.push_back(L"not formatted by the platform as expected");
+    if (text.mf_getLeading() != ends.leading) faults.emplace_back(L"white space at the beginning");
+    if (text.mf_getTrailing() != ends.trailing) faults.emplace_back(L"white space at the end");
+    if (text.mf_formatByPlatform() != text.mf_render())
+        faults.emplace_back(L"not formatted by the platform as expected");
     return faults;
 }
 
@@ -144,9 +145,9 @@ std::vector<std::wstring> f_faultsOfTranslation(RESOURCE_ID const & id, MessageT
                                                 MessageText const & translation)
 {
     std::vector<std::wstring> faults;
-    if (english.mf_getInserts() != translation.mf_getInserts()) faults.push_back(L"other inserts than in English");
+    if (english.mf_getInserts() != translation.mf_getInserts()) faults.emplace_back(L"other inserts than in English");
     bool const same = english.mf_getText() == translation.mf_getText();
-    if (same && SAME_IN_LANGUAGES.count(id.number) == 0) faults.push_back(L"not translated");
+    if (same && !SAME_IN_LANGUAGES.contains(id.number)) faults.emplace_back(L"not translated");
     return faults;
 }
 
@@ -192,7 +193,7 @@ TEST_P(LanguageTexts, VersionFunction_AnswersTheVersion)
 
 TEST_P(LanguageTexts, VersionResource_AgreesWithTheVersion)
 {
-    HRSRC const resource = ::FindResourceW(m_library.mf_getHandle(), MAKEINTRESOURCEW(1), RT_VERSION);
+    auto * const resource = ::FindResourceW(m_library.mf_getHandle(), MAKEINTRESOURCEW(1), RT_VERSION);
     ASSERT_NE(resource, nullptr);
     auto const * const bytes =
         static_cast<char const *>(::LockResource(::LoadResource(m_library.mf_getHandle(), resource)));
@@ -232,7 +233,7 @@ TEST_P(LanguageTexts, EveryText_IsATranslationOfTheEnglishOne)
 // The second line of a mount point comes from the library with 24 blanks, so values stand there too.
 TEST_P(LanguageTexts, Blocks_HaveTheirValuesInColumn24)
 {
-    for (int id : {IDS_VOLUME, IDS_MACHINE, IDS_MOUNT_POINT, IDS_NO_MOUNT_POINTS, IDS_HOST_ADDRESS}) {
+    for (int const id : {IDS_VOLUME, IDS_MACHINE, IDS_MOUNT_POINT, IDS_NO_MOUNT_POINTS, IDS_HOST_ADDRESS}) {
         std::wstring const text = MessageText(m_library.mf_getText(static_cast<unsigned>(id))).mf_render();
         std::wstring const block = text.substr(text.find_first_not_of(L"\r\n"));
         for (std::size_t begin = 0, end = 0; end != block.npos; begin = end + 2) {

@@ -147,7 +147,7 @@ private:
             number = number * 10 + static_cast<unsigned>(m_text[end] - L'0');
         }
         if (number == 0) {
-            m_faults.push_back(L"bare percent sign at " + std::to_wstring(at - 1));
+            m_faults.emplace_back(L"bare percent sign at " + std::to_wstring(at - 1));
             return end;
         }
         return mf_implReadFormat(number, end);
@@ -159,23 +159,23 @@ private:
         if (at < m_text.length() && m_text[at] == L'!') {
             std::size_t const end = m_text.find(L'!', at + 1);
             if (end == m_text.npos) {
-                m_faults.push_back(L"format without end at " + std::to_wstring(at));
+                m_faults.emplace_back(L"format without end at " + std::to_wstring(at));
                 return m_text.length();
             }
             format = m_text.substr(at + 1, end - at - 1);
             at = end + 1;
         }
-        if (!mf_kindOf(format)) m_faults.push_back(L"unknown format '" + format + L"'");
+        if (!mf_kindOf(format)) m_faults.emplace_back(L"unknown format '" + format + L"'");
         auto const [known, isNew] = m_inserts.emplace(number, format);
-        if (!isNew && known->second != format) m_faults.push_back(L"two formats for one insert");
+        if (!isNew && known->second != format) m_faults.emplace_back(L"two formats for one insert");
         m_pieces.push_back({number, format});
         return at;
     }
 
     void mf_implCheckWhole()
     {
-        if (m_text.empty()) m_faults.push_back(L"empty text");
-        if (m_text.length() > MAX_LENGTH) m_faults.push_back(L"text too long");
+        if (m_text.empty()) m_faults.emplace_back(L"empty text");
+        if (m_text.length() > MAX_LENGTH) m_faults.emplace_back(L"text too long");
         std::wstring rest = m_text;
         for (std::size_t at = rest.find(L"\r\n"); at != rest.npos; at = rest.find(L"\r\n", at)) {
             rest.erase(at, 2);
@@ -184,7 +184,7 @@ private:
         bool const odd = std::any_of(rest.begin(), rest.end(), [](wchar_t letter) {
             return letter < 0x20 || (letter >= 0x7F && letter < 0xA0) || letter == 0xFFFD;
         });
-        if (odd) m_faults.push_back(L"control character");
+        if (odd) m_faults.emplace_back(L"control character");
     }
 
     static std::wstring mf_implRenderInsert(PIECE const & piece)
