@@ -2,6 +2,9 @@
 
 #include "hsmbase/context/ICThreadContext.h"
 
+constinit wchar_t const ICLog::TAB[5] = L"    ";
+constinit char const ICLog::TABA[5] = "    ";
+
 // There is no log object yet, so messages are dropped without a word; what remains is the language bracket, which a
 // trace call closes whatever happened.
 

@@ -20,8 +20,8 @@ class HSMBASE_EXPORT ICLog
 {
 public:
     // Four blanks: the indent of the further lines of a message.
-    static constexpr wchar_t TAB[] = L"    ";
-    static constexpr char TABA[] = "    ";
+    static wchar_t const TAB[5];
+    static char const TABA[5];
 
     // `function` is the caller's qualified name, the tag of the line.
     static void mf_writeMessage(ICLogData const & level, wchar_t const * function, wchar_t const * format, ...);
