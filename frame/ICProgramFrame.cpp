@@ -80,7 +80,7 @@ void ICProgramFrame::mf_implStopThreadSlot()
 void ICProgramFrame::mf_implStartLanguages()
 {
     mf_implFindLanguageLibraries();
-    if (!m_language.IsEmpty()) ICLanguage::mf_configureLanguage(ICLanguage::mf_getLanguageId(m_language));
+    mf_implConfigureLanguage();
     ICLanguage::mf_createInstance();
     ICStatus::mf_setStatus(ICStatus::STATUS_RESOURCES, 1);
 }
@@ -101,6 +101,14 @@ void ICProgramFrame::mf_implStopMainThread()
 {
     ICStatus::mf_setStatus(ICStatus::STATUS_MAIN_THREAD, 0);
     ICThreadContext::mf_delete();
+}
+
+void ICProgramFrame::mf_implConfigureLanguage() const
+{
+    if (m_language.IsEmpty()) return;
+    unsigned short const id = ICLanguage::mf_getLanguageId(m_language);
+    // A language that cannot be had would only make this and all later runs fall back.
+    if (ICLanguage::mf_isLanguageInstalled(id)) ICLanguage::mf_configureLanguage(id);
 }
 
 void ICProgramFrame::mf_implFindLanguageLibraries()

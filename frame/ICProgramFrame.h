@@ -33,7 +33,8 @@ public:
     explicit ICProgramFrame(CString const & registryRoot);
 
     // The same, with another user language: `language` is an English language name, as "German", and is stored as the
-    // configured language, for this and later runs. An unknown name throws Unknown.
+    // configured language, for this and later runs. One that is not installed leaves the configuration as it is, to be
+    // told by ICLanguage::mf_getUserLanguageId. An unknown name throws Unknown.
     ICProgramFrame(CString const & registryRoot, CString const & language);
 
     // Never throws: a step that can't be taken down leaves its trace, and the rest goes on.
@@ -62,6 +63,7 @@ private:
     void mf_implStartMainThread();
     void mf_implStopMainThread();
     static void mf_implFindLanguageLibraries();
+    void mf_implConfigureLanguage() const;
 
     static STEP const STEPS[];
 

@@ -1,0 +1,111 @@
+#include "programs/hsmscan/ICScanReport.h"
+
+#include <algorithm>
+
+#include "hsmbase/context/ICColumnFormatter.h"
+#include "hsmbase/context/ICFormatter.h"
+#include "hsmbase/context/ICString.h"
+#include "hsmbase/paths/ICFileSize.h"
+#include "languages/ResourceIds.h"
+#include "programs/hsmscan/ICConsole.h"
+#include "programs/hsmscan/ICScanTotals.h"
+
+namespace
+{
+constexpr ulong WIDTH = 79;
+constexpr wchar_t INDENT[] = L"  ";
+
+struct OPTION_TEXT
+{
+    unsigned int syntax;
+    unsigned int help;
+};
+
+constexpr OPTION_TEXT OPTION_TEXTS[] = {
+    {IDS_HSMSCAN_MIN_SIZE_SYNTAX, IDS_HSMSCAN_MIN_SIZE_HELP}, {IDS_HSMSCAN_MIN_AGE_SYNTAX, IDS_HSMSCAN_MIN_AGE_HELP},
+    {IDS_HSMSCAN_LARGEST_SYNTAX, IDS_HSMSCAN_LARGEST_HELP},   {IDS_HSMSCAN_LANGUAGE_SYNTAX, IDS_HSMSCAN_LANGUAGE_HELP},
+    {IDS_HSMSCAN_ROOT_SYNTAX, IDS_HSMSCAN_ROOT_HELP},         {IDS_HSMSCAN_HELP_SYNTAX, IDS_HSMSCAN_HELP_HELP},
+    {IDS_HSMSCAN_VERSION_SYNTAX, IDS_HSMSCAN_VERSION_HELP},
+};
+
+struct TOTAL_TEXT
+{
+    unsigned int label;
+    long long ICScanTotals::*total;
+};
+
+constexpr TOTAL_TEXT TOTAL_TEXTS[] = {
+    {IDS_HSMSCAN_TOTAL_FILES, &ICScanTotals::m_files},
+    {IDS_HSMSCAN_TOTAL_DIRECTORIES, &ICScanTotals::m_directories},
+    {IDS_HSMSCAN_TOTAL_BYTES, &ICScanTotals::m_bytes},
+    {IDS_HSMSCAN_TOTAL_OFFLINE, &ICScanTotals::m_offline},
+    {IDS_HSMSCAN_TOTAL_SPARSE, &ICScanTotals::m_sparse},
+    {IDS_HSMSCAN_TOTAL_COMPRESSED, &ICScanTotals::m_compressed},
+    {IDS_HSMSCAN_TOTAL_ENCRYPTED, &ICScanTotals::m_encrypted},
+    {IDS_HSMSCAN_TOTAL_HIDDEN, &ICScanTotals::m_hidden},
+    {IDS_HSMSCAN_TOTAL_SYSTEM, &ICScanTotals::m_system},
+    {IDS_HSMSCAN_TOTAL_READ_ONLY, &ICScanTotals::m_readOnly},
+    {IDS_HSMSCAN_TOTAL_REPARSE_POINTS, &ICScanTotals::m_reparsePoints},
+    {IDS_HSMSCAN_TOTAL_CANDIDATE_FILES, &ICScanTotals::m_candidateFiles},
+    {IDS_HSMSCAN_TOTAL_CANDIDATE_BYTES, &ICScanTotals::m_candidateBytes},
+    {IDS_HSMSCAN_TOTAL_UNREADABLE, &ICScanTotals::m_unreadable},
+};
+} // namespace
+
+void ICScanReport::mf_printHelp()
+{
+    CString const none;
+    int labelWidth = 0;
+    for (OPTION_TEXT const & option : OPTION_TEXTS)
+        labelWidth = std::max(labelWidth, CString(ICString(option.syntax)).GetLength());
+    CString const continuation = INDENT + CString(L' ', labelWidth) + INDENT;
+
+    ICConsole::mf_printLine(ICString(IDS_HSMSCAN_USAGE));
+    ICConsole::mf_printLine(none);
+    ICConsole::mf_printLine(ICFormatter::mf_formatLines(ICString(IDS_HSMSCAN_PURPOSE), none, none, WIDTH, 0));
+    ICConsole::mf_printLine(none);
+    ICConsole::mf_printLine(ICString(IDS_HSMSCAN_OPTIONS));
+    for (OPTION_TEXT const & option : OPTION_TEXTS) {
+        CString label = ICString(option.syntax);
+        label = INDENT + label + CString(L' ', labelWidth - label.GetLength()) + INDENT;
+        ICConsole::mf_printLine(ICFormatter::mf_formatLines(ICString(option.help), label, continuation, WIDTH, 0));
+    }
+}
+
+void ICScanReport::mf_printVersion()
+{
+    ICConsole::mf_printLine(ICString(IDS_HSMSCAN_VERSION, L"8.1.2"));
+}
+
+void ICScanReport::mf_printFailure(ICErrno const & failure)
+{
+    ICConsole::mf_printError(failure.mf_toConsoleMessage(CString()));
+}
+
+void ICScanReport::mf_printTotals(ICScanTotals const & totals)
+{
+    CString const none;
+    ICColumnFormatter columns(L"  ", INDENT, 0);
+    for (TOTAL_TEXT const & text : TOTAL_TEXTS) {
+        CString value;
+        value.Format(L"%20s", ICFileSize(totals.*text.total).mf_toString().GetString());
+        columns.mf_addString(ICString(text.label), value, none);
+    }
+    mf_implPrintHeading(IDS_HSMSCAN_HEADING_TOTALS);
+    ICConsole::mf_printLine(columns.mf_getString());
+
+    auto const largest = totals.mf_getLargest();
+    if (largest.empty()) return;
+    mf_implPrintHeading(IDS_HSMSCAN_HEADING_LARGEST);
+    for (ICScanTotals::LARGE_FILE const & file : largest) {
+        CString size;
+        size.Format(L"%16s", ICFileSize(file.size).mf_toString().GetString());
+        ICConsole::mf_printLine(ICString(IDS_HSMSCAN_LARGEST_LINE, size.GetString(), file.path.GetString()));
+    }
+}
+
+void ICScanReport::mf_implPrintHeading(unsigned int resourceId)
+{
+    ICConsole::mf_printLine(CString());
+    ICConsole::mf_printLine(ICString(resourceId));
+}
