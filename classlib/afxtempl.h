@@ -238,7 +238,7 @@ private:
         return -1;
     }
 
-    static INT_PTR const MAXIMUM_SIZE = static_cast<INT_PTR>(static_cast<std::size_t>(-1) / 2 / sizeof(TYPE));
+    static constexpr INT_PTR MAXIMUM_SIZE = static_cast<INT_PTR>(static_cast<std::size_t>(-1) / 2 / sizeof(TYPE));
 
     TYPE * m_data = nullptr;
     INT_PTR m_size = 0;

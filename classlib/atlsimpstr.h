@@ -241,9 +241,10 @@ public:
 
     static int StringLength(PCXSTR text) noexcept { return text == nullptr ? 0 : static_cast<int>(std::wcslen(text)); }
 
+    // Without characters the pointers may be NULL.
     static void CopyChars(PXSTR target, PCXSTR source, int length) noexcept
     {
-        std::memcpy(target, source, CStringData::mf_bytes(length));
+        if (length != 0) std::memcpy(target, source, CStringData::mf_bytes(length));
     }
 
     static void CopyCharsOverlapped(PXSTR target, PCXSTR source, int length) noexcept
@@ -252,7 +253,7 @@ public:
     }
 
 protected:
-    static int const MAXIMUM_LENGTH = CStringData::MAXIMUM_LENGTH;
+    static constexpr int MAXIMUM_LENGTH = CStringData::MAXIMUM_LENGTH;
 
     // How many characters behind the string's first one `text` stands: a huge number when it lies elsewhere.
     std::size_t mf_implOffset(PCXSTR text) const noexcept

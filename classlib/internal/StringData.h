@@ -16,11 +16,11 @@
 
 struct CStringData
 {
-    static long const NIL = 0;     // the static block: never counted, never written, never freed
-    static long const LOCKED = -1; // one owner, and copies do not share
+    static constexpr long NIL = 0;     // the static block: never counted, never written, never freed
+    static constexpr long LOCKED = -1; // one owner, and copies do not share
 
     // Leaves the sizes of all blocks, and of two texts joined, within an int.
-    static int const MAXIMUM_LENGTH = 0x7FFFFFE0;
+    static constexpr int MAXIMUM_LENGTH = 0x7FFFFFE0;
 
     long references;
     int length;
@@ -56,15 +56,14 @@ struct CStringData
     }
 
     // The block with room for `capacity` characters, not less than the text has. The old address is void.
-    CStringData * mf_resize(int newCapacity)
-    {
-        return mf_implRounded(newCapacity) == capacity ? this : mf_implAllocate(this, newCapacity);
-    }
+    CStringData * mf_resize(int newCapacity);
 
     // The capacity to ask for when there is need for more: half as much again.
     int mf_grown() const noexcept { return capacity + std::min(capacity / 2, MAXIMUM_LENGTH - capacity); }
 
 private:
+    bool mf_implIsNil() noexcept;
+
     // Blocks are whole units of 16 bytes.
     static int mf_implRounded(int capacity) noexcept { return capacity | 7; }
 
@@ -90,12 +89,22 @@ struct CStringNil
 // by its count.
 inline constinit CStringNil g_classlibNil{{CStringData::NIL, 0, 0, 0}, {}};
 
+// The address is asked first because the compiler knows it: it would warn about a static block that is freed.
+inline bool CStringData::mf_implIsNil() noexcept
+{
+    return this == &g_classlibNil.data || mf_references() == NIL;
+}
+
+inline CStringData * CStringData::mf_resize(int newCapacity)
+{
+    return mf_implIsNil() || mf_implRounded(newCapacity) == capacity ? this : mf_implAllocate(this, newCapacity);
+}
+
 inline void CStringData::mf_release() noexcept
 {
-    long const count = mf_references();
-    if (this == &g_classlibNil.data || count == NIL) return;
+    if (mf_implIsNil()) return;
     // A count of 1 cannot be raised by others: it takes an owner to copy from.
-    if (count <= 1 || std::atomic_ref(references).fetch_sub(1, std::memory_order_acq_rel) == 1) {
+    if (mf_references() <= 1 || std::atomic_ref(references).fetch_sub(1, std::memory_order_acq_rel) == 1) {
         std::free(this);
     }
 }

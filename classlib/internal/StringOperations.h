@@ -79,8 +79,9 @@ inline int CString::Find(XCHAR character, int start) const
 
 inline int CString::Find(PCXSTR text, int start) const
 {
-    bool const searchable = text != nullptr && start >= 0 && start <= GetLength();
-    return searchable ? mf_implIndex(std::wcsstr(GetString() + start, text)) : -1;
+    if (text == nullptr || start < 0 || start > GetLength()) return -1;
+    // An empty text is found at once. Not every wcsstr knows that of an empty place to look in.
+    return text[0] == L'\0' ? start : mf_implIndex(std::wcsstr(GetString() + start, text));
 }
 
 inline int CString::FindOneOf(PCXSTR characters) const

@@ -113,5 +113,7 @@ inline CString CTime::mf_implFormat(wchar_t const * format, tm * (CTime::*breakD
     tm fields;
     ATLENSURE_THROW((this->*breakDown)(&fields) != nullptr, E_INVALIDARG);
     wchar_t text[128];
-    return CString(text, static_cast<int>(std::wcsftime(text, std::size(text), format, &fields)));
+    std::size_t const length = std::wcsftime(text, std::size(text), format, &fields);
+    // A text too long for the buffer gives 0, with some run-times the size of the buffer.
+    return length < std::size(text) ? CString(text, static_cast<int>(length)) : CString();
 }
