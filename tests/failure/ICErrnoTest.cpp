@@ -254,7 +254,8 @@ TEST(ICErrno, ConsoleRendering_WrapsAtSeventyNineWithAHangingIndent)
     for (CString line = rendered.Tokenize(L"\r\n", position); position != -1;
          line = rendered.Tokenize(L"\r\n", position), ++lines) {
         EXPECT_EQ(0, line.Find(L"| "));
-        EXPECT_LE(line.GetLength(), lines > 2 ? 79 : 80);
+        bool const isBar = line.Find(f_bar(line[2])) == 2;
+        EXPECT_LE(line.GetLength(), isBar || lines < 3 ? 80 : 79);
     }
     EXPECT_GT(lines, 8);
 }
@@ -279,7 +280,7 @@ TEST(ICErrno, GuiRendering_OfABareMessage_GoesWithoutItsNumber)
 {
     ICErrnoData data(ICErrno::_E_::CRC);
     data.mf_setKVRNumber(L"KVR00001E", 1);
-    data.mf_setMessageText(L"two\r\n   lines", 1);
+    data.mf_setMessageText(L"two\r\nlines", 1);
     CString const rendered = ICErrno::mf_toGuiMessage(data, L"");
     EXPECT_STREQ(L"two lines", rendered.Mid(rendered.Find(L"\r\n\r\n") + 4));
 }

@@ -1,0 +1,149 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <regex>
+
+#include "tests/support/ICChildProcess.h"
+#include "tests/support/ICRegistrySandbox.h"
+#include "tests/support/ICTemporaryDirectory.h"
+
+using testing::HasSubstr;
+using testing::Not;
+
+// The program as its users start it, with a registry root of its own.
+class Hsmscan : public testing::Test
+{
+protected:
+    struct RUN
+    {
+        ulong exitCode;
+        std::string output;
+        std::string errors;
+    };
+
+    RUN mf_run(std::vector<std::wstring> arguments) const
+    {
+        arguments.insert(arguments.begin(), {L"--root", m_registry.mf_getPath()});
+        ICChildProcess scan(f_besideProgram(L"hsmscan.exe"), arguments);
+        return {scan.mf_getExitCode(), scan.mf_getOutput(), scan.mf_getErrors()};
+    }
+
+    // The number in the line of a total.
+    static long long mf_total(std::string const & output, std::string const & label)
+    {
+        std::smatch match;
+        std::regex const line("\\n *" + label + " +([0-9]+)\\r");
+        return std::regex_search(output, match, line) ? std::stoll(match[1]) : -1;
+    }
+
+    ICRegistrySandbox const m_registry;
+    ICTemporaryDirectory const m_directory;
+};
+
+TEST_F(Hsmscan, Scan_PrintsTotalsInTwoColumns)
+{
+    m_directory.mf_makeFile(L"one\\a.bin", std::string(3000, 'a'));
+    m_directory.mf_makeFile(L"b.bin", "12345", FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_READONLY);
+    RUN const run = mf_run({L"--min-size", L"1K", L"--min-age", L"0", m_directory.mf_getPath()});
+    EXPECT_EQ(0u, run.exitCode) << run.errors;
+    EXPECT_EQ("", run.errors);
+    EXPECT_EQ(2, mf_total(run.output, "Files"));
+    EXPECT_EQ(2, mf_total(run.output, "Directories"));
+    EXPECT_EQ(3005, mf_total(run.output, "Bytes"));
+    EXPECT_EQ(1, mf_total(run.output, "Hidden"));
+    EXPECT_EQ(1, mf_total(run.output, "Worth migrating \\(files\\)"));
+    EXPECT_EQ(3000, mf_total(run.output, "Worth migrating \\(bytes\\)"));
+    EXPECT_EQ(0, mf_total(run.output, "Directories that could not be read"));
+    EXPECT_THAT(run.output, HasSubstr("3000  "));
+    EXPECT_THAT(run.output, HasSubstr("one\\a.bin"));
+}
+
+TEST_F(Hsmscan, FileNamesOfAllScripts_ArePrintedAsUtf8)
+{
+    m_directory.mf_makeFile(L"\u0416\u65e5\u00e9.bin", "1");
+    RUN const run = mf_run({m_directory.mf_getPath()});
+    EXPECT_THAT(run.output, HasSubstr("\xd0\x96\xe6\x97\xa5\xc3\xa9.bin"));
+}
+
+TEST_F(Hsmscan, SeveralPaths_AreAddedUpAndAFailureTellsInTheExitCode)
+{
+    m_directory.mf_makeFile(L"one\\a", "1");
+    m_directory.mf_makeFile(L"two\\a", "1");
+    RUN const run = mf_run({m_directory / L"one", m_directory / L"missing", m_directory / L"two"});
+    EXPECT_EQ(2u, run.exitCode);
+    EXPECT_EQ(2, mf_total(run.output, "Files"));
+    EXPECT_EQ(2, mf_total(run.output, "Directories"));
+    EXPECT_THAT(run.errors, HasSubstr("KVR29002E: "));
+    EXPECT_THAT(run.errors, HasSubstr("missing"));
+    EXPECT_THAT(run.errors, HasSubstr(std::string(78, '=')));
+    EXPECT_THAT(run.errors, HasSubstr("Explanation: "));
+}
+
+TEST_F(Hsmscan, Language_SwitchesAllTextsAndIsKept)
+{
+    for (auto const & arguments : {std::vector<std::wstring>{L"--language", L"German", m_directory.mf_getPath()},
+                                   std::vector<std::wstring>{m_directory.mf_getPath()}}) {
+        RUN const run = mf_run(arguments);
+        EXPECT_EQ(0u, run.exitCode) << run.errors;
+        EXPECT_EQ(1, mf_total(run.output, "Verzeichnisse"));
+        EXPECT_THAT(run.output, Not(HasSubstr("Directories")));
+    }
+    EXPECT_EQ(L"German", m_registry.mf_readText(L"", L"Language"));
+}
+
+TEST_F(Hsmscan, LanguagesThatCannotBeHad_AreRefusedAndLeaveTheConfiguration)
+{
+    RUN const unknown = mf_run({L"--language", L"german", m_directory.mf_getPath()});
+    EXPECT_EQ(2u, unknown.exitCode);
+    EXPECT_THAT(unknown.errors, HasSubstr("The language 'german' is not known."));
+    m_registry.mf_writeText(L"", L"Language", L"German");
+    m_registry.mf_writeText(L"", L"LanguageDir", L"C:\\nowhere");
+    RUN const absent = mf_run({L"--language", L"Hungarian", m_directory.mf_getPath()});
+    EXPECT_EQ(2u, absent.exitCode);
+    EXPECT_THAT(absent.errors, HasSubstr("'Hungarian'"));
+    EXPECT_EQ(L"German", m_registry.mf_readText(L"", L"Language"));
+}
+
+TEST_F(Hsmscan, Help_ListsTheOptionsWithinTheWidthOfAConsole)
+{
+    RUN const run = mf_run({L"--help"});
+    EXPECT_EQ(0u, run.exitCode);
+    for (char const * const option : {"hsmscan [options] PATH...", "--min-size", "--min-age", "--largest", "--language",
+                                      "--root", "--help", "--version"})
+        EXPECT_THAT(run.output, HasSubstr(option));
+    std::istringstream lines(run.output);
+    for (std::string line; std::getline(lines, line);)
+        EXPECT_LE(line.size(), 80u) << line;
+}
+
+TEST_F(Hsmscan, BadOptions_AreToldInOneSentence)
+{
+    struct
+    {
+        std::vector<std::wstring> arguments;
+        char const * sentence;
+    } const rows[] = {{{L"--frobnicate", L"x"}, "The option '--frobnicate' is not known."},
+                      {{L"x", L"--min-age"}, "The option '--min-age' needs a value."},
+                      {{L"--min-size", L"12Q", L"x"}, "The value '12Q' of the option '--min-size' is not valid."},
+                      {{}, "No path was given."}};
+    for (auto const & row : rows) {
+        RUN const run = mf_run(row.arguments);
+        EXPECT_EQ(2u, run.exitCode);
+        EXPECT_EQ("", run.output);
+        EXPECT_THAT(run.errors, HasSubstr(row.sentence));
+        EXPECT_THAT(run.errors, HasSubstr("--help"));
+    }
+}
+
+TEST_F(Hsmscan, Version_IsThatOfTheLibrary)
+{
+    EXPECT_THAT(mf_run({L"--version"}).output, HasSubstr("8.1.2"));
+}
+
+TEST_F(Hsmscan, SettingsOfTheWrongKind_AreAFailureInTheConsoleForm)
+{
+    m_registry.mf_writeNumber(L"", L"LanguageDir", 5);
+    RUN const run = mf_run({m_directory.mf_getPath()});
+    EXPECT_EQ(2u, run.exitCode);
+    EXPECT_THAT(run.errors, HasSubstr("0x03000071 (E: "));
+}

@@ -1,0 +1,119 @@
+#include "programs/hsmscan/ICScanTotals.h"
+
+#include <gtest/gtest.h>
+
+#include "programs/hsmscan/ICScanOptions.h"
+
+namespace
+{
+constexpr long long DAY = 864'000'000'000;
+
+ICScanOptions f_options(long long minSize, ulong minAge, ulong largest)
+{
+    wchar_t const * const arguments[] = {L"path"};
+    ICScanOptions options(1, arguments);
+    options.m_minSize = minSize;
+    options.m_minAge = minAge;
+    options.m_largest = largest;
+    return options;
+}
+
+// `age` in days.
+WIN32_FIND_DATAW f_entry(wchar_t const * name, ulong attributes, long long size = 0, long long age = 0)
+{
+    WIN32_FIND_DATAW entry = {};
+    entry.dwFileAttributes = attributes;
+    entry.nFileSizeLow = static_cast<ulong>(size);
+    entry.nFileSizeHigh = static_cast<ulong>(size >> 32);
+    FILETIME now;
+    ::GetSystemTimeAsFileTime(&now);
+    ULARGE_INTEGER ticks;
+    ticks.LowPart = now.dwLowDateTime;
+    ticks.HighPart = now.dwHighDateTime;
+    ticks.QuadPart -= static_cast<ULONGLONG>(age * DAY);
+    entry.ftLastWriteTime = {ticks.LowPart, ticks.HighPart};
+    ::wcscpy_s(entry.cFileName, name);
+    return entry;
+}
+} // namespace
+
+TEST(ICScanTotals, EachAttribute_IsCountedForFilesAndDirectories)
+{
+    struct
+    {
+        ulong attribute;
+        long long ICScanTotals::*total;
+    } const rows[] = {{FILE_ATTRIBUTE_OFFLINE, &ICScanTotals::m_offline},
+                      {FILE_ATTRIBUTE_SPARSE_FILE, &ICScanTotals::m_sparse},
+                      {FILE_ATTRIBUTE_COMPRESSED, &ICScanTotals::m_compressed},
+                      {FILE_ATTRIBUTE_ENCRYPTED, &ICScanTotals::m_encrypted},
+                      {FILE_ATTRIBUTE_HIDDEN, &ICScanTotals::m_hidden},
+                      {FILE_ATTRIBUTE_SYSTEM, &ICScanTotals::m_system},
+                      {FILE_ATTRIBUTE_READONLY, &ICScanTotals::m_readOnly},
+                      {FILE_ATTRIBUTE_REPARSE_POINT, &ICScanTotals::m_reparsePoints}};
+    for (auto const & row : rows) {
+        ICScanTotals totals(f_options(0, 0, 0));
+        totals.mf_add(f_entry(L"f", row.attribute), L"C:\\");
+        totals.mf_add(f_entry(L"d", row.attribute | FILE_ATTRIBUTE_DIRECTORY), L"C:\\");
+        totals.mf_add(f_entry(L"n", FILE_ATTRIBUTE_NORMAL), L"C:\\");
+        EXPECT_EQ(2, totals.*row.total) << row.attribute;
+        for (auto const & other : rows)
+            EXPECT_EQ(other.total == row.total ? 2 : 0, totals.*other.total);
+        EXPECT_EQ(2, totals.m_files);
+        EXPECT_EQ(1, totals.m_directories);
+    }
+}
+
+TEST(ICScanTotals, Sizes_Beyond32Bits_AreAddedUp)
+{
+    ICScanTotals totals(f_options(0, 0, 0));
+    totals.mf_add(f_entry(L"a", 0, 0x1'0000'0001), L"C:\\");
+    totals.mf_add(f_entry(L"b", 0, 0xffff'ffff), L"C:\\");
+    EXPECT_EQ(0x2'0000'0000, totals.m_bytes);
+}
+
+TEST(ICScanTotals, Candidates_AreOldAndLargeAndStillHere)
+{
+    struct
+    {
+        ulong attributes;
+        long long size;
+        long long age;
+        bool isCandidate;
+    } const rows[] = {{FILE_ATTRIBUTE_NORMAL, 100, 10, true},
+                      {FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_COMPRESSED, 100, 11, true},
+                      {FILE_ATTRIBUTE_NORMAL, 99, 10, false},
+                      {FILE_ATTRIBUTE_NORMAL, 100, 9, false},
+                      {FILE_ATTRIBUTE_OFFLINE, 100, 10, false},
+                      {FILE_ATTRIBUTE_REPARSE_POINT, 100, 10, false},
+                      {FILE_ATTRIBUTE_SYSTEM, 100, 10, false},
+                      {FILE_ATTRIBUTE_DIRECTORY, 100, 10, false}};
+    for (auto const & row : rows) {
+        // Built behind the entry, so that its "now" isn't earlier.
+        WIN32_FIND_DATAW const entry = f_entry(L"f", row.attributes, row.size, row.age);
+        ICScanTotals totals(f_options(100, 10, 0));
+        totals.mf_add(entry, L"C:\\");
+        EXPECT_EQ(row.isCandidate ? 1 : 0, totals.m_candidateFiles);
+        EXPECT_EQ(row.isCandidate ? row.size : 0, totals.m_candidateBytes);
+    }
+}
+
+TEST(ICScanTotals, Largest_AreSortedAndBounded)
+{
+    ICScanTotals totals(f_options(0, 0, 3));
+    for (wchar_t const * const name : {L"e", L"b", L"d", L"a", L"c"})
+        totals.mf_add(f_entry(name, 0, name[0] == L'a' ? 9 : 5), L"C:\\");
+    auto const largest = totals.mf_getLargest();
+    ASSERT_EQ(3u, largest.size());
+    EXPECT_STREQ(L"C:\\a", largest[0].path);
+    EXPECT_EQ(9, largest[0].size);
+    EXPECT_STREQ(L"C:\\b", largest[1].path);
+    EXPECT_STREQ(L"C:\\c", largest[2].path);
+}
+
+TEST(ICScanTotals, NoneWanted_KeepsNone)
+{
+    ICScanTotals totals(f_options(0, 0, 0));
+    totals.mf_add(f_entry(L"a", 0, 9), L"C:\\");
+    EXPECT_TRUE(totals.mf_getLargest().empty());
+}
