@@ -1,18 +1,13 @@
 #include "tests/support/ICUnixHost.h"
 #include "tests/support/ICFiles.h"
 #include "tests/support/internal/ICFailure.h"
+#include "tests/support/internal/ICPlatformFunction.h"
 
 #include <atomic>
+#include <string_view>
 
 namespace
 {
-
-template<class FUNCTION>
-FUNCTION f_find(wchar_t const * module, char const * name)
-{
-    auto const any = reinterpret_cast<void (*)()>(::GetProcAddress(::GetModuleHandleW(module), name));
-    return reinterpret_cast<FUNCTION>(any);
-}
 
 std::wstring f_shellQuoted(std::wstring const & text)
 {
@@ -30,17 +25,40 @@ std::wstring f_markerFile()
     return path + (L"hsmbase-host-" + std::to_wstring(::GetCurrentProcessId())) + L"-" + std::to_wstring(++number);
 }
 
+HANDLE f_nextHandle()
+{
+    HANDLE const own = ::GetCurrentProcess();
+    HANDLE handle = nullptr;
+    ::DuplicateHandle(own, own, own, &handle, 0, FALSE, DUPLICATE_SAME_ACCESS);
+    ::CloseHandle(handle);
+    return handle;
+}
+
+// Wine forgets the handle of the host's program that it starts. Handles are given out from the lowest free number up.
+void f_closeForgottenShell(HANDLE first)
+{
+    constexpr ULONG_PTR RANGE = 0x40;
+    auto const begin = reinterpret_cast<ULONG_PTR>(first);
+    for (ULONG_PTR value = begin; value < begin + RANGE; value += 4) {
+        wchar_t path[MAX_PATH] = {};
+        ::GetFinalPathNameByHandleW(reinterpret_cast<HANDLE>(value), path, MAX_PATH, 0);
+        std::wstring_view const name(path);
+        if (name.ends_with(L"\\dash") || name.ends_with(L"\\sh") || name.ends_with(L"\\bash"))
+            ::CloseHandle(reinterpret_cast<HANDLE>(value));
+    }
+}
+
+// A process of the host has no handles here, and what the structure holds for them is not to be closed.
 void f_startShell(std::wstring commandLine)
 {
+    HANDLE const next = f_nextHandle();
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION process{};
     if (!::CreateProcessW(L"\\\\?\\unix\\bin\\sh", commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
                           &startup, &process))
         throw f_platformFailure("cannot run on the host", commandLine);
-    // A process of the host has no handles here.
-    if (process.hProcess != nullptr) ::CloseHandle(process.hProcess);
-    if (process.hThread != nullptr) ::CloseHandle(process.hThread);
+    f_closeForgottenShell(next);
 }
 
 constexpr int TRIES = 10'000;
@@ -49,7 +67,7 @@ constexpr int TRIES = 10'000;
 
 bool f_isUnixHost()
 {
-    static bool const isWine = f_find<void (*)()>(L"ntdll.dll", "wine_get_version") != nullptr;
+    static bool const isWine = f_platformFunction<void (*)()>(L"ntdll.dll", "wine_get_version") != nullptr;
     return isWine;
 }
 
@@ -70,7 +88,8 @@ bool f_runOnHost(std::wstring const & command)
 
 std::wstring f_hostPath(std::wstring const & path)
 {
-    auto * const translate = f_find<char * (*)(wchar_t const *)>(L"kernel32.dll", "wine_get_unix_file_name");
+    auto * const translate =
+        f_platformFunction<char * (*)(wchar_t const *)>(L"kernel32.dll", "wine_get_unix_file_name");
     char * const name = translate(path.c_str());
     if (name == nullptr) throw f_platformFailure("no name at the host for", path);
     wchar_t wide[0x1000] = {};

@@ -1,5 +1,6 @@
 // The main() of every test program: runs the tests, or with --child=<name> as first argument one IC_CHILD function.
 #include "tests/support/ICChildProcess.h"
+#include "tests/support/ICLeakListener.h"
 #include "tests/support/Platform.h"
 #include "tests/support/internal/ICFailure.h"
 
@@ -56,5 +57,6 @@ int main(int argc, char ** argv)
         return f_runChild(name, arguments);
     }
     testing::InitGoogleMock(&argc, argv);
+    ICLeakListener::mf_install();
     return RUN_ALL_TESTS();
 }

@@ -1,0 +1,101 @@
+#include "tests/support/internal/ICLeakSnapshot.h"
+#include "tests/support/internal/ICPlatformFunction.h"
+
+#include <winternl.h>
+
+#include <algorithm>
+
+namespace
+{
+
+constexpr ULONG STATUS_TOO_SHORT = 0xC0000004;
+
+// Not in the headers, and too large for the enumeration that is there.
+constexpr ULONG EXTENDED_HANDLE_INFORMATION = 64;
+using QUERY = NTSTATUS(NTAPI *)(ULONG what, void * bytes, ULONG size, ULONG * needed);
+
+struct HANDLE_ENTRY
+{
+    void * m_object;
+    ULONG_PTR m_process;
+    ULONG_PTR m_handle;
+    ULONG m_access;
+    USHORT m_backTrace;
+    USHORT m_type;
+    ULONG m_attributes;
+    ULONG m_reserved;
+};
+
+struct HANDLE_TABLE
+{
+    ULONG_PTR m_count;
+    ULONG_PTR m_reserved;
+    HANDLE_ENTRY m_entries[1];
+};
+
+ICPageVector<char> f_query(ULONG what)
+{
+    static auto const query = f_platformFunction<QUERY>(L"ntdll.dll", "NtQuerySystemInformation");
+    ICPageVector<char> bytes(0x40000);
+    for (;;) {
+        ULONG needed = 0;
+        NTSTATUS const status = query(what, bytes.data(), static_cast<ULONG>(bytes.size()), &needed);
+        if (static_cast<ULONG>(status) != STATUS_TOO_SHORT) return bytes;
+        bytes.resize(bytes.size() * 2);
+    }
+}
+
+void f_appendHandles(ICLeakItems & items)
+{
+    ICPageVector<char> const bytes = f_query(EXTENDED_HANDLE_INFORMATION);
+    auto const * table = reinterpret_cast<HANDLE_TABLE const *>(bytes.data());
+    for (ULONG_PTR index = 0; index < table->m_count; ++index) {
+        HANDLE_ENTRY const & entry = table->m_entries[index];
+        if (entry.m_process == ::GetCurrentProcessId()) items.push_back({entry.m_handle, 0});
+    }
+}
+
+void f_appendThreads(ICLeakItems & items)
+{
+    ICPageVector<char> const bytes = f_query(SystemProcessInformation);
+    for (std::size_t offset = 0;;) {
+        auto const * process = reinterpret_cast<SYSTEM_PROCESS_INFORMATION const *>(bytes.data() + offset);
+        if (reinterpret_cast<ULONG_PTR>(process->UniqueProcessId) == ::GetCurrentProcessId()) {
+            auto const * threads = reinterpret_cast<SYSTEM_THREAD_INFORMATION const *>(process + 1);
+            for (ULONG index = 0; index < process->NumberOfThreads; ++index)
+                items.push_back({reinterpret_cast<ULONG_PTR>(threads[index].ClientId.UniqueThread), 0});
+            return;
+        }
+        if (process->NextEntryOffset == 0) return;
+        offset += process->NextEntryOffset;
+    }
+}
+
+void f_appendBlocks(HANDLE heap, ICLeakItems & items)
+{
+    ::HeapLock(heap);
+    PROCESS_HEAP_ENTRY entry{};
+    while (::HeapWalk(heap, &entry)) {
+        if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0)
+            items.push_back({reinterpret_cast<ULONG_PTR>(entry.lpData), entry.cbData});
+    }
+    ::HeapUnlock(heap);
+}
+
+} // namespace
+
+ICLeakSnapshot ICLeakSnapshot::mf_take()
+{
+    ICLeakSnapshot snapshot;
+    constexpr DWORD MOST_HEAPS = 128;
+    HANDLE heaps[MOST_HEAPS];
+    DWORD const count = std::min(::GetProcessHeaps(MOST_HEAPS, heaps), MOST_HEAPS);
+    for (DWORD index = 0; index < count; ++index)
+        f_appendBlocks(heaps[index], snapshot.m_blocks);
+    f_appendHandles(snapshot.m_handles);
+    f_appendThreads(snapshot.m_threads);
+    std::sort(snapshot.m_blocks.begin(), snapshot.m_blocks.end());
+    std::sort(snapshot.m_handles.begin(), snapshot.m_handles.end());
+    std::sort(snapshot.m_threads.begin(), snapshot.m_threads.end());
+    return snapshot;
+}
