@@ -33,6 +33,26 @@ constexpr STATUS_ITEM STATUS_ITEMS[] = {
 };
 } // namespace
 
+// The values stand in the class; these are their places in memory, for programs that take a reference to one.
+ulong const ICStatus::STATUS_NONE;
+ulong const ICStatus::STATUS_CONFIGURATION;
+ulong const ICStatus::STATUS_RESOURCES;
+ulong const ICStatus::STATUS_MAIN_THREAD;
+ulong const ICStatus::STATUS_TRANSLATOR;
+ulong const ICStatus::STATUS_NUMBER_FORMATTER;
+ulong const ICStatus::STATUS_DEBUGGING;
+ulong const ICStatus::STATUS_LOGGING;
+ulong const ICStatus::STATUS_EVENT_LOGGING;
+ulong const ICStatus::STATUS_INSTALLATION;
+ulong const ICStatus::STATUS_STORAGE;
+ulong const ICStatus::STATUS_DOMAIN_CONTROLLER;
+ulong const ICStatus::STATUS_GENERAL_THREADS;
+ulong const ICStatus::STATUS_MAIN_DATABASE;
+ulong const ICStatus::STATUS_CLUSTER_STORAGE;
+ulong const ICStatus::STATUS_CLUSTER;
+ulong const ICStatus::STATUS_BACKEND;
+ulong const ICStatus::STATUS_VOLUME_MAPPINGS;
+
 constinit ICStatus ICStatus::m_instance(LOCK_UNARMED);
 
 ICStatus::ICStatus() : ICStatus(LOCK_UNARMED)

@@ -23,24 +23,24 @@ class HSMBASE_EXPORT ICStatus
 public:
     // Four of them have an effect in the library: RESOURCES, MAIN_THREAD, LOGGING and EVENT_LOGGING. The others are for
     // display and for programs.
-    static constexpr ulong STATUS_NONE = 0x00000000;
-    static constexpr ulong STATUS_CONFIGURATION = 0x00000001;
-    static constexpr ulong STATUS_RESOURCES = 0x00000002;   // language libraries
-    static constexpr ulong STATUS_MAIN_THREAD = 0x00000004; // context of the main thread
-    static constexpr ulong STATUS_TRANSLATOR = 0x00000008;
-    static constexpr ulong STATUS_NUMBER_FORMATTER = 0x00000010;
-    static constexpr ulong STATUS_DEBUGGING = 0x00000020;
-    static constexpr ulong STATUS_LOGGING = 0x00000100;       // trace log
-    static constexpr ulong STATUS_EVENT_LOGGING = 0x00000200; // system event log
-    static constexpr ulong STATUS_INSTALLATION = 0x00002000;
-    static constexpr ulong STATUS_STORAGE = 0x00010000;
-    static constexpr ulong STATUS_DOMAIN_CONTROLLER = 0x00020000;
-    static constexpr ulong STATUS_GENERAL_THREADS = 0x00040000;
-    static constexpr ulong STATUS_MAIN_DATABASE = 0x00080000;
-    static constexpr ulong STATUS_CLUSTER_STORAGE = 0x00100000;
-    static constexpr ulong STATUS_CLUSTER = 0x00200000;
-    static constexpr ulong STATUS_BACKEND = 0x00400000;
-    static constexpr ulong STATUS_VOLUME_MAPPINGS = 0x00800000;
+    static ulong const STATUS_NONE = 0x00000000;
+    static ulong const STATUS_CONFIGURATION = 0x00000001;
+    static ulong const STATUS_RESOURCES = 0x00000002;   // language libraries
+    static ulong const STATUS_MAIN_THREAD = 0x00000004; // context of the main thread
+    static ulong const STATUS_TRANSLATOR = 0x00000008;
+    static ulong const STATUS_NUMBER_FORMATTER = 0x00000010;
+    static ulong const STATUS_DEBUGGING = 0x00000020;
+    static ulong const STATUS_LOGGING = 0x00000100;       // trace log
+    static ulong const STATUS_EVENT_LOGGING = 0x00000200; // system event log
+    static ulong const STATUS_INSTALLATION = 0x00002000;
+    static ulong const STATUS_STORAGE = 0x00010000;
+    static ulong const STATUS_DOMAIN_CONTROLLER = 0x00020000;
+    static ulong const STATUS_GENERAL_THREADS = 0x00040000;
+    static ulong const STATUS_MAIN_DATABASE = 0x00080000;
+    static ulong const STATUS_CLUSTER_STORAGE = 0x00100000;
+    static ulong const STATUS_CLUSTER = 0x00200000;
+    static ulong const STATUS_BACKEND = 0x00400000;
+    static ulong const STATUS_VOLUME_MAPPINGS = 0x00800000;
 
     // An object of one's own, with no bit set; the process's status is not touched by it.
     ICStatus();

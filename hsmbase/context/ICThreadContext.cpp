@@ -27,6 +27,24 @@ CString f_nameOf(ulong value, std::span<NAMED_VALUE const> names, wchar_t const 
 }
 } // namespace
 
+// The values stand in the class; these are their places in memory, for programs that take a reference to one.
+ulong const ICThreadContext::TYPE_MAIN;
+ulong const ICThreadContext::TYPE_TIMER;
+ulong const ICThreadContext::TYPE_POLLING;
+ulong const ICThreadContext::TYPE_WORKER;
+ulong const ICThreadContext::TYPE_CONTROLLER;
+ulong const ICThreadContext::TYPE_PROCESS_IO;
+ulong const ICThreadContext::TYPE_DRIVER_RECALL;
+ulong const ICThreadContext::TYPE_DRIVER_LOGGING;
+ulong const ICThreadContext::TYPE_DRIVER_QUOTA;
+ulong const ICThreadContext::TYPE_GC_QUOTA;
+ulong const ICThreadContext::TYPE_TERMINATOR;
+ulong const ICThreadContext::TYPE_FS_SCAN;
+ulong const ICThreadContext::TYPE_BACKUP;
+ulong const ICThreadContext::TYPE_MIGRATION;
+ulong const ICThreadContext::STATE_GLOBAL;
+ulong const ICThreadContext::STATE_ITEM;
+
 CString const ICThreadContext::m_sTypeMain(L"main");
 CString const ICThreadContext::m_sTypeTimer(L"timer");
 CString const ICThreadContext::m_sTypePolling(L"polling");

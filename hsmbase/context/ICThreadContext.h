@@ -23,23 +23,23 @@ class HSMBASE_EXPORT ICThreadContext
 {
 public:
     // Kinds of threads. A context has exactly one of them; they are compared for equality.
-    static constexpr ulong TYPE_MAIN = 0x00000001;
-    static constexpr ulong TYPE_TIMER = 0x00000002;
-    static constexpr ulong TYPE_POLLING = 0x00000004;
-    static constexpr ulong TYPE_WORKER = 0x00000008;
-    static constexpr ulong TYPE_CONTROLLER = 0x00000010;
-    static constexpr ulong TYPE_PROCESS_IO = 0x00000100;
-    static constexpr ulong TYPE_DRIVER_RECALL = 0x00010000;
-    static constexpr ulong TYPE_DRIVER_LOGGING = 0x00020000;
-    static constexpr ulong TYPE_DRIVER_QUOTA = 0x00040000;
-    static constexpr ulong TYPE_GC_QUOTA = 0x00100000;
-    static constexpr ulong TYPE_TERMINATOR = 0x01000000;
-    static constexpr ulong TYPE_FS_SCAN = 0x10000000;
-    static constexpr ulong TYPE_BACKUP = 0x20000000;
-    static constexpr ulong TYPE_MIGRATION = 0x40000000;
+    static ulong const TYPE_MAIN = 0x00000001;
+    static ulong const TYPE_TIMER = 0x00000002;
+    static ulong const TYPE_POLLING = 0x00000004;
+    static ulong const TYPE_WORKER = 0x00000008;
+    static ulong const TYPE_CONTROLLER = 0x00000010;
+    static ulong const TYPE_PROCESS_IO = 0x00000100;
+    static ulong const TYPE_DRIVER_RECALL = 0x00010000;
+    static ulong const TYPE_DRIVER_LOGGING = 0x00020000;
+    static ulong const TYPE_DRIVER_QUOTA = 0x00040000;
+    static ulong const TYPE_GC_QUOTA = 0x00100000;
+    static ulong const TYPE_TERMINATOR = 0x01000000;
+    static ulong const TYPE_FS_SCAN = 0x10000000;
+    static ulong const TYPE_BACKUP = 0x20000000;
+    static ulong const TYPE_MIGRATION = 0x40000000;
 
-    static constexpr ulong STATE_GLOBAL = 1;
-    static constexpr ulong STATE_ITEM = 2;
+    static ulong const STATE_GLOBAL = 1;
+    static ulong const STATE_ITEM = 2;
 
     // Copies all fields, the borrowed handles included.
     ICThreadContext(ICThreadContext const &) = default;
