@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+
 #include "programs/hsmscan/ICScanOptions.h"
 #include "programs/hsmscan/ICScanTotals.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
+#include "tests/support/ICImports.h"
 #include "tests/support/ICStartedProcess.h"
 #include "tests/support/ICTemporaryDirectory.h"
 #include "tests/support/ICUnixHost.h"
@@ -94,10 +97,19 @@ TEST_F(ICDirectoryScanTest, Links_AreCountedAndNotEntered)
 
 TEST_F(ICDirectoryScanTest, Files_AreNeverOpened)
 {
-    m_directory.mf_makeFile(L"a.bin", "1");
-    ICImportFault const library("CreateFileW");
+    m_directory.mf_makeFile(L"sub\\a.bin", "1");
+    // What a module doesn't import it cannot call.
+    std::vector<std::unique_ptr<ICImportFault>> counters;
+    for (wchar_t const * const module : {static_cast<wchar_t const *>(nullptr), L"hsmbase.dll"})
+        for (IMPORT const & import : f_importsOf(module)) {
+            std::string const name = import.m_name;
+            if (name.find("CreateFile") == 0 || name.find("OpenFile") == 0)
+                counters.push_back(std::make_unique<ICImportFault>(import.m_name, module));
+        }
+    ASSERT_FALSE(counters.empty());
     mf_scan(m_directory.mf_getPath());
-    EXPECT_EQ(0u, library.mf_getCalls());
+    for (auto const & counter : counters)
+        EXPECT_EQ(0u, counter->mf_getCalls());
     EXPECT_EQ(1, m_totals.m_files);
 }
 
@@ -105,14 +117,16 @@ TEST_F(ICDirectoryScanTest, UnreadableDirectory_IsReportedAndTheWalkGoesOn)
 {
     for (wchar_t const * const name : {L"a\\1", L"b\\1", L"c\\1"})
         m_directory.mf_makeFile(name, "1");
+    auto const original = reinterpret_cast<decltype(&::FindFirstFileExW)>(
+        reinterpret_cast<void (*)()>(::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "FindFirstFileExW")));
     ICImportPatch const denied(
         IC_IMPORT(FindFirstFileExW),
-        [](LPCWSTR path, FINDEX_INFO_LEVELS level, void * data, FINDEX_SEARCH_OPS search, void * filter, DWORD flags) {
+        [=](LPCWSTR path, FINDEX_INFO_LEVELS level, void * data, FINDEX_SEARCH_OPS search, void * filter, DWORD flags) {
             if (std::wstring(path).find(L"\\b\\*") != std::wstring::npos) {
                 ::SetLastError(ERROR_ACCESS_DENIED);
                 return INVALID_HANDLE_VALUE;
             }
-            return ::FindFirstFileExW(path, level, data, search, filter, flags);
+            return original(path, level, data, search, filter, flags);
         },
         nullptr);
     mf_scan(m_directory.mf_getPath());
