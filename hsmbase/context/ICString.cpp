@@ -28,13 +28,12 @@ using ICTextBuffer = std::unique_ptr<wchar_t, FREE>;
 
 ICTextBuffer f_allocateBuffer(wchar_t const * _sFunction_)
 {
-    ICTextBuffer buffer(static_cast<wchar_t *>(::malloc(TEXT_LENGTH * sizeof(wchar_t))));
+    ICTextBuffer buffer(static_cast<wchar_t *>(::calloc(TEXT_LENGTH, sizeof(wchar_t))));
     if (buffer == nullptr) {
         // Deliberate: the number printed is that of the characters.
         throw ICTrace(_sFunction_)
             .mf_failed(ICErrno::_E_::Memory, L"No memory to allocate buffer (%lu bytes)", TEXT_LENGTH);
     }
-    std::fill_n(buffer.get(), TEXT_LENGTH, L'\0');
     return buffer;
 }
 

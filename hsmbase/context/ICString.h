@@ -81,5 +81,5 @@ private:
     static CString mf_implFormatLanguage(wchar_t const * function, ulong language, ulong resourceId,
                                          va_list * arguments, ulong bufferLength);
 
-    wchar_t * m_pszBuffer; // owned, from malloc; always 8,192 characters
+    wchar_t * m_pszBuffer; // owned, from calloc; always 8,192 characters
 };
