@@ -2,10 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <regex>
+#include <sstream>
 
 #include "tests/support/ICChildProcess.h"
 #include "tests/support/ICRegistrySandbox.h"
 #include "tests/support/ICTemporaryDirectory.h"
+#include "tests/support/ICUnixHost.h"
 
 using testing::HasSubstr;
 using testing::Not;
@@ -56,6 +58,28 @@ TEST_F(Hsmscan, Scan_PrintsTotalsInTwoColumns)
     EXPECT_EQ(0, mf_total(run.output, "Directories that could not be read"));
     EXPECT_THAT(run.output, HasSubstr("3000  "));
     EXPECT_THAT(run.output, HasSubstr("one\\a.bin"));
+}
+
+// The host's own tools count the same tree from below: what they see through links to files, and no broken links.
+TEST_F(Hsmscan, Totals_AgreeWithTheHostsOwnCount)
+{
+    if (!f_isUnixHost()) GTEST_SKIP() << "the second opinion is the host's";
+    std::wstring const counts = m_directory.mf_makeFile(L"counts");
+    std::wstring const script =
+        m_directory.mf_makeFile(L"script", "cd /usr/share && files='! -type d ! -xtype l ! -xtype d'\n"
+                                           "find . $files | wc -l\n"
+                                           "find . -xtype d | wc -l\n"
+                                           "find . $files -exec stat -L -c %s {} + |\n"
+                                           "awk '{ sum += $1 } END { printf \"%.0f\\n\", sum }'\n");
+    ASSERT_TRUE(f_runOnHost(L"sh " + f_hostPath(script) + L" > " + f_hostPath(counts)));
+    std::istringstream expected(f_readFile(counts));
+    long long fileCount = 0, directoryCount = 0, bytes = 0;
+    expected >> fileCount >> directoryCount >> bytes;
+    ASSERT_GT(fileCount, 100);
+    RUN const run = mf_run({L"Z:\\usr\\share"});
+    EXPECT_EQ(fileCount, mf_total(run.output, "Files"));
+    EXPECT_EQ(directoryCount, mf_total(run.output, "Directories"));
+    EXPECT_EQ(bytes, mf_total(run.output, "Bytes"));
 }
 
 TEST_F(Hsmscan, FileNamesOfAllScripts_ArePrintedAsUtf8)
