@@ -22,6 +22,17 @@ foreach(file ${texts})
     endforeach()
 endforeach()
 
+# hsmbase.h promises every header.
+file(READ ${package}/include/hsmbase/hsmbase.h all)
+file(GLOB_RECURSE headers RELATIVE ${package}/include ${package}/include/hsmbase/*.h)
+list(FILTER headers EXCLUDE REGEX "^hsmbase/(hsmbase.h|classlib/)")
+foreach(header ${headers})
+    string(FIND "${all}" "#include \"${header}\"" at)
+    if(at EQUAL -1)
+        message(SEND_ERROR "hsmbase.h does not include ${header}.")
+    endif()
+endforeach()
+
 set(toolchain)
 if(TOOLCHAIN)
     set(toolchain -D CMAKE_TOOLCHAIN_FILE=${TOOLCHAIN})
