@@ -96,7 +96,7 @@ ICImportSlots::~ICImportSlots()
     if (m_replacement == nullptr) return;
     for (ANYFUNCTION * slot : m_slots) {
         if (*slot == m_replacement)
-            mf_implExchange(slot, m_original);
+            mf_exchange(slot, m_original);
         else
             ADD_FAILURE() << "patches of " << m_name << " must end in reverse order";
     }
@@ -106,10 +106,10 @@ void ICImportSlots::mf_replace(ANYFUNCTION replacement)
 {
     m_replacement = replacement;
     for (ANYFUNCTION * slot : m_slots)
-        mf_implExchange(slot, replacement);
+        mf_exchange(slot, replacement);
 }
 
-ANYFUNCTION ICImportSlots::mf_implExchange(ANYFUNCTION * slot, ANYFUNCTION function)
+ANYFUNCTION ICImportSlots::mf_exchange(ANYFUNCTION * slot, ANYFUNCTION function)
 {
     std::lock_guard const guard(g_tableLock);
     DWORD protection = 0;

@@ -52,7 +52,7 @@ private:
     static long mf_implGrowth(ICLeakItems const & before, ICLeakItems const & after);
     bool mf_implIsWithin(EXCUSES const & excuses) const;
 
-    static EXCUSES s_excuses;   // Of the running test.
+    static EXCUSES s_excuses; // Of the running test.
 
     ICLeakSnapshot m_before;
     ICLeakSnapshot m_after;

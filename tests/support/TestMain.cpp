@@ -1,6 +1,7 @@
 // The main() of every test program: runs the tests, or with --child=<name> as first argument one IC_CHILD function.
 #include "tests/support/ICChildProcess.h"
 #include "tests/support/ICLeakListener.h"
+#include "tests/support/PageGuardHeap.h"
 #include "tests/support/Platform.h"
 #include "tests/support/internal/ICFailure.h"
 
@@ -49,6 +50,9 @@ int f_runChild(std::string const & name, std::vector<std::wstring> const & argum
 
 int main(int argc, char ** argv)
 {
+#if defined(HSMBASE_PAGE_GUARD_HEAP)
+    f_installPageGuardHeap();
+#endif
     constexpr std::wstring_view CHILD = L"--child=";
     std::vector<std::wstring> arguments = f_arguments();
     if (!arguments.empty() && arguments.front().starts_with(CHILD)) {

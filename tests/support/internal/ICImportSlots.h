@@ -24,10 +24,10 @@ public:
     void mf_replace(ANYFUNCTION replacement);
     ANYFUNCTION mf_getOriginal() const { return m_original; }
 
-private:
-    // Answers what was there before.
-    static ANYFUNCTION mf_implExchange(ANYFUNCTION * slot, ANYFUNCTION function);
+    // Writes one slot of a table and answers what was there before.
+    static ANYFUNCTION mf_exchange(ANYFUNCTION * slot, ANYFUNCTION function);
 
+private:
     char const * const m_name;
     std::vector<ANYFUNCTION *> m_slots;
     ANYFUNCTION m_original = nullptr;

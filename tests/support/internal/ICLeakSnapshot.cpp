@@ -1,4 +1,6 @@
 #include "tests/support/internal/ICLeakSnapshot.h"
+#include "tests/support/PageGuardHeap.h"
+#include "tests/support/internal/ICGuardArena.h"
 #include "tests/support/internal/ICPlatformFunction.h"
 
 #include <winternl.h>
@@ -92,6 +94,7 @@ ICLeakSnapshot ICLeakSnapshot::mf_take()
     DWORD const count = std::min(::GetProcessHeaps(MOST_HEAPS, heaps), MOST_HEAPS);
     for (DWORD index = 0; index < count; ++index)
         f_appendBlocks(heaps[index], snapshot.m_blocks);
+    if (f_isPageGuardHeapInstalled()) ICGuardArena::mf_getThis().mf_appendBlocks(snapshot.m_blocks);
     f_appendHandles(snapshot.m_handles);
     f_appendThreads(snapshot.m_threads);
     std::sort(snapshot.m_blocks.begin(), snapshot.m_blocks.end());
