@@ -10,20 +10,25 @@
 static constexpr unsigned short FRENCH = 1036;
 static constexpr unsigned short LANGUAGES_WITHOUT_FINAL_CHAR[] = {1041, 2052, 1028};
 
-static bool f_isBlank(wchar_t character)
+// Separators are types, so that the compiler sees through them in the loops over characters.
+struct BLANK
 {
-    return character == L' ';
-}
+    bool operator()(wchar_t character) const { return character == L' '; }
+};
 
-static bool f_isLineEnd(wchar_t character)
+struct LINE_END
 {
-    return character == L'\r' || character == L'\n';
-}
+    bool operator()(wchar_t character) const { return character == L'\r' || character == L'\n'; }
+};
 
-static bool f_isBreak(wchar_t character)
+struct BLANK_OR_LINE_END
 {
-    return f_isBlank(character) || f_isLineEnd(character);
-}
+    // One comparison is enough for nearly all characters.
+    bool operator()(wchar_t character) const
+    {
+        return character <= L' ' && (BLANK()(character) || LINE_END()(character));
+    }
+};
 
 // Texts are walked in place: a string object a word would cost several times what the words cost.
 static std::wstring_view f_view(CString const & text)
@@ -44,32 +49,32 @@ static std::wstring_view f_trimRight(std::wstring_view text)
 }
 
 // Cuts the next token off the front of `rest`; separators in a row count as one. Answers whether there was a token.
-template<bool (*IS_SEPARATOR)(wchar_t)>
+template<class SEPARATOR>
 static bool f_cutToken(std::wstring_view & rest, std::wstring_view & token)
 {
-    auto const begin = std::find_if_not(rest.begin(), rest.end(), IS_SEPARATOR);
-    auto const end = std::find_if(begin, rest.end(), IS_SEPARATOR);
+    auto const begin = std::find_if_not(rest.begin(), rest.end(), SEPARATOR());
+    auto const end = std::find_if(begin, rest.end(), SEPARATOR());
     token = std::wstring_view(begin, end);
     rest = std::wstring_view(end, rest.end());
     return !token.empty();
 }
 
 // The tokens of the text, each gone through `adjust`, with one blank between them.
-template<bool (*IS_SEPARATOR)(wchar_t), class ADJUST>
+template<class SEPARATOR, class ADJUST>
 static CString f_joinTokens(CString const & text, ADJUST adjust)
 {
     CString result;
     result.Preallocate(text.GetLength());
     std::wstring_view rest = f_view(text);
     std::wstring_view token;
-    for (bool isFirst = true; f_cutToken<IS_SEPARATOR>(rest, token); isFirst = false) {
+    for (bool isFirst = true; f_cutToken<SEPARATOR>(rest, token); isFirst = false) {
         if (!isFirst) result.AppendChar(L' ');
         f_append(result, adjust(token));
     }
     return result;
 }
 
-// Puts half of what the last line, from `lineStart` on, lacks to `width` in front of it, up to `limit` blanks.
+// Puts blanks in front of the line that begins at `lineStart`: half of what it lacks to `width`, up to `limit`.
 static void f_centerLine(CString & text, int lineStart, ulong width, ulong limit)
 {
     ulong const length = static_cast<ulong>(text.GetLength() - lineStart);
@@ -77,10 +82,24 @@ static void f_centerLine(CString & text, int lineStart, ulong width, ulong limit
     text.Insert(lineStart, CString(L' ', static_cast<int>(std::min((width - length) / 2, limit))));
 }
 
+// Adds a word, with a blank in front, to those that wait for being appended to the text. Words that stand in their source
+// as they will in the text wait together, so that most of a line is copied at once.
+static void f_addWord(CString & text, std::wstring_view & waiting, std::wstring_view word)
+{
+    wchar_t const * const end = waiting.data() + waiting.size();
+    if (word.data() == end + 1 && *end == L' ') {
+        waiting = std::wstring_view(waiting.data(), waiting.size() + 1 + word.size());
+    } else {
+        f_append(text, waiting);
+        text.AppendChar(L' ');
+        waiting = word;
+    }
+}
+
 CString ICFormatter::mf_formatLine(CString const & text)
 {
-    CString const collapsed = f_joinTokens<f_isBlank>(text, [](std::wstring_view word) { return word; });
-    return f_joinTokens<f_isLineEnd>(collapsed, f_trimRight).TrimRight();
+    CString const collapsed = f_joinTokens<BLANK>(text, [](std::wstring_view word) { return word; });
+    return f_joinTokens<LINE_END>(collapsed, f_trimRight).TrimRight();
 }
 
 CString ICFormatter::mf_formatLines(CString const & text, CString const & firstPrefix, CString const & nextPrefix,
@@ -95,19 +114,23 @@ CString ICFormatter::mf_formatLines(CString const & text, CString const & firstP
     int lineStart = 0;
     std::wstring_view rest = f_view(text);
     std::wstring_view word;
-    if (f_cutToken<f_isBreak>(rest, word)) f_append(result, word);
-    while (f_cutToken<f_isBreak>(rest, word)) {
+    std::wstring_view waiting;
+    if (f_cutToken<BLANK_OR_LINE_END>(rest, word)) waiting = word;
+    while (f_cutToken<BLANK_OR_LINE_END>(rest, word)) {
+        std::size_t const length = static_cast<std::size_t>(result.GetLength() - lineStart) + waiting.size();
         // The blank that joins is not counted, so that a line can have exactly `width` characters.
-        if (static_cast<std::size_t>(result.GetLength() - lineStart) + word.size() < width) {
-            result.AppendChar(L' ');
-        } else {
-            if (centered != 0) f_centerLine(result, lineStart, width, blanksAtHand);
-            result.Append(L"\r\n", 2);
-            lineStart = result.GetLength();
-            result.Append(nextPrefix);
+        if (length + word.size() < width) {
+            f_addWord(result, waiting, word);
+            continue;
         }
-        f_append(result, word);
+        f_append(result, waiting);
+        if (centered != 0) f_centerLine(result, lineStart, width, blanksAtHand);
+        result.Append(L"\r\n", 2);
+        lineStart = result.GetLength();
+        result.Append(nextPrefix);
+        waiting = word;
     }
+    f_append(result, waiting);
     if (centered != 0) f_centerLine(result, lineStart, width, blanksAtHand);
     return result.TrimRight();
 }
