@@ -85,9 +85,9 @@ public:
     std::vector<CALL> m_calls;
 
 private:
-    LSTATUS mf_implOpened(LSTATUS code, HKEY key)
+    LSTATUS mf_implOpened(LSTATUS code, PHKEY key)
     {
-        if (code == ERROR_SUCCESS) m_open.insert(key);
+        if (code == ERROR_SUCCESS) m_open.insert(*key);
         return code;
     }
 
@@ -96,7 +96,7 @@ private:
                                  [this](HKEY root, LPCWSTR path, DWORD options, REGSAM access, PHKEY key) {
                                      EXPECT_EQ(0u, options);
                                      m_calls.push_back({path, access, false});
-                                     return mf_implOpened(::RegOpenKeyExW(root, path, options, access, key), *key);
+                                     return mf_implOpened(::RegOpenKeyExW(root, path, options, access, key), key);
                                  }};
     ICImportPatch const m_onCreate{
         IC_IMPORT(RegCreateKeyExW), [this](HKEY root, LPCWSTR path, DWORD reserved, LPWSTR type, DWORD options,
@@ -104,7 +104,7 @@ private:
             EXPECT_EQ(ulong{REG_OPTION_NON_VOLATILE}, options);
             m_calls.push_back({path, access, true});
             return mf_implOpened(::RegCreateKeyExW(root, path, reserved, type, options, access, security, key, created),
-                                 *key);
+                                 key);
         }};
     ICImportPatch const m_onClose{IC_IMPORT(RegCloseKey), [this](HKEY key) {
                                       EXPECT_EQ(1u, m_open.erase(key));
@@ -130,16 +130,18 @@ protected:
     ICRegistryFixture() { ICRegistry::mf_createInstance(m_sandbox.mf_getPath().c_str()); }
     ~ICRegistryFixture() override { ICRegistry::mf_deleteInstance(); }
 
-    // Stores raw characters without adding a terminator.
+    // Store exactly these characters or bytes: the platform would take a NUL that happens to stand behind a text for its
+    // terminator and store it too, so something else stands there.
     void mf_write(wchar_t const * name, ulong type, std::wstring_view characters)
     {
-        m_sandbox.mf_write(
-            KEY, name, type,
+        mf_writeBytes(
+            name, type,
             std::string_view(reinterpret_cast<char const *>(characters.data()), characters.size() * sizeof(wchar_t)));
     }
     void mf_writeBytes(wchar_t const * name, ulong type, std::string_view bytes)
     {
-        m_sandbox.mf_write(KEY, name, type, bytes);
+        std::string const followed = std::string(bytes) + "????";
+        m_sandbox.mf_write(KEY, name, type, std::string_view(followed).substr(0, bytes.size()));
     }
 
     // The stored characters with all terminators; "<none>" where there is no value of this type.
