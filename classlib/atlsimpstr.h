@@ -249,7 +249,7 @@ public:
 
     static void CopyCharsOverlapped(PXSTR target, PCXSTR source, int length) noexcept
     {
-        std::memmove(target, source, CStringData::mf_bytes(length));
+        if (length != 0) std::memmove(target, source, CStringData::mf_bytes(length));
     }
 
 protected:

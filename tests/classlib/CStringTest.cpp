@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <climits>
+#include <latch>
 #include <map>
 #include <string>
 #include <thread>
@@ -240,10 +241,40 @@ TEST(CString, EmptyStringOfAnotherModule_IsNeitherKeptNorFreed)
         text.ReleaseBuffer();
         text.Append(L"x");
         EXPECT_STREQ(L"x", text);
+        text.Empty();
         text.m_text = foreign.text;
     }
     EXPECT_EQ(CStringData::NIL, foreign.data.references);
     EXPECT_EQ(0, foreign.data.length);
+}
+
+// Runs `work` in as many threads, which begin together.
+template<class WORK>
+static void f_runTogether(int count, WORK const & work)
+{
+    std::latch start(count);
+    std::vector<std::thread> threads;
+    for (int seed = 0; seed < count; ++seed) {
+        threads.emplace_back([&, seed] {
+            start.arrive_and_wait();
+            work(seed);
+        });
+    }
+    for (std::thread & thread : threads) {
+        thread.join();
+    }
+}
+
+TEST(CString, CopiedByThreads_CountsEveryCopy)
+{
+    CString const original(L"counted by threads");
+    f_runTogether(4, [&](int) {
+        for (int i = 0; i < 500000; ++i) {
+            CString const copy(original);
+            CString const other(copy);
+        }
+    });
+    EXPECT_EQ(1, original.mf_implData()->mf_references());
 }
 
 TEST(CString, SharedByThreads_KeepsItsTextAndCount)
@@ -266,13 +297,7 @@ TEST(CString, SharedByThreads_KeepsItsTextAndCount)
             wrong += other.GetLength() != 17 || other[16] != L's' || copy[1] != L'h';
         }
     };
-    std::vector<std::thread> threads;
-    for (int seed = 0; seed < 8; ++seed) {
-        threads.emplace_back(work, seed);
-    }
-    for (std::thread & thread : threads) {
-        thread.join();
-    }
+    f_runTogether(8, work);
     EXPECT_EQ(0, wrong.load());
     EXPECT_STREQ(L"shared by threads", original);
     EXPECT_EQ(1, original.mf_implData()->mf_references());

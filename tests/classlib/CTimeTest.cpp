@@ -156,6 +156,8 @@ TEST_F(CTimeInZone, DaylightSaving_CanBeTold)
     EXPECT_EQ(noon - hour, CTime(local, 1));
     EXPECT_EQ(noon, CTime(date, 12 << 11, 0));
     EXPECT_EQ(noon - hour, CTime(date, 12 << 11, 1));
+    FILETIME const time = f_fileTime(133536384000000000ull);
+    EXPECT_EQ(hour, CTime(time, 0) - CTime(time, 1));
 }
 
 TEST_F(CTimeInZone, DaylightSaving_IsLeftToTheRunTime)
