@@ -9,7 +9,7 @@
 //     }
 //     catch (ICErrno & failure) {
 //         if (failure.mf_isErrno(ICErrno::_E_::Unexpected)) ...          // wrong type
-//         wprintf(L"%s", failure.mf_toConsoleMessage(L"").GetString());
+//         fputws(failure.mf_toConsoleMessage(L""), stderr);
 //     }
 //
 // The error constants stand in four scopes, one a severity: ICErrno::_I_, _W_, _E_ and _S_. Constants of the same name
