@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <stdexcept>
 
 namespace
 {
@@ -96,10 +97,15 @@ ICTemporaryDirectory::ICTemporaryDirectory()
 ICTemporaryDirectory::~ICTemporaryDirectory()
 {
     ulong const lastError = ::GetLastError();
-    if (f_isUnixHost())
-        f_removeByHost(m_path);
-    else
-        f_removeTree(f_longPath(m_path));
+    try {
+        if (f_isUnixHost())
+            f_removeByHost(m_path);
+        else
+            f_removeTree(f_longPath(m_path));
+    }
+    catch (std::runtime_error const & failure) {
+        ADD_FAILURE() << failure.what();
+    }
     if (f_isThere(m_path)) ADD_FAILURE() << "could not remove '" << f_utf8(m_path) << "'";
     ::SetLastError(lastError);
 }
