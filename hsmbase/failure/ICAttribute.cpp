@@ -76,11 +76,16 @@ CString ICAttribute::mf_ULONGToString(ulong value)
     return text;
 }
 
-static int f_compareKeys(void const * left, void const * right)
+static int f_compareAscending(void const * left, void const * right)
 {
-    return (*static_cast<ICAttribute * const *>(left))
-        ->mf_getKey()
-        .Compare((*static_cast<ICAttribute * const *>(right))->mf_getKey());
+    ICAttribute const & first = **static_cast<ICAttribute * const *>(left);
+    ICAttribute const & second = **static_cast<ICAttribute * const *>(right);
+    return first.mf_getKey().Compare(second.mf_getKey());
+}
+
+static int f_compareDescending(void const * left, void const * right)
+{
+    return f_compareAscending(right, left);
 }
 
 void ICAttribute::mf_sortByKey(ICArray<ICAttribute *, ICAttribute *> & attributes, int ascending)
@@ -88,11 +93,7 @@ void ICAttribute::mf_sortByKey(ICArray<ICAttribute *, ICAttribute *> & attribute
     static wchar_t const _sFunction_[] = L"ICAttribute::mf_sortByKey";
 
     try {
-        if (ascending != 0) {
-            attributes.mf_sort(f_compareKeys);
-        } else {
-            attributes.mf_sort([](void const * left, void const * right) { return f_compareKeys(right, left); });
-        }
+        attributes.mf_sort(ascending != 0 ? f_compareAscending : f_compareDescending);
     }
     catch (ICErrno & failure) {
         throw ICTrace(_sFunction_).mf_failed(failure, L"Failure sorting attribute array: %s", failure.mf_toString());
