@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-// Runs a process and keeps what came of it. The test's own program is started again with a function of its own, for what
-// can happen only once in a process; or any other program is started.
+// Runs a process and keeps what came of it. The test's own program is started again with a function of its own, for
+// what can happen only once in a process; or any other program is started.
 //
 //     IC_CHILD(crash) { return *reinterpret_cast<int volatile *>(arguments.size()); }
 //
@@ -19,8 +19,8 @@
 //
 //     ICChildProcess scan(f_besideProgram(L"hsmscan.exe"), {L"--help"}, {.m_environment = {{L"TZ", L"UTC"}}});
 //
-// The process starts in the constructor. Every query but mf_getHandle waits for its end; a process that outstays its time
-// limit is killed and the test fails. A child that dies of an exception writes its code and address to stderr.
+// The process starts in the constructor. Every query but mf_getHandle waits for its end; a process that outstays its
+// time limit is killed and the test fails. A child that dies of an exception writes its code and address to stderr.
 //
 // Threads: an object belongs to one thread; many may be used at a time.
 struct ICChildOptions

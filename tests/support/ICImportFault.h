@@ -6,8 +6,8 @@
 #include <concepts>
 #include <memory>
 
-// Makes chosen calls of an imported function fail, whatever its signature (integers and pointers), and counts the calls.
-// All other calls go to the function with their arguments untouched.
+// Makes chosen calls of an imported function fail, whatever its signature (integers and pointers), and counts the
+// calls. All other calls go to the function with their arguments untouched.
 //
 //     ICImportFault const denied("GetFileAttributesW", ERROR_ACCESS_DENIED);                     every call
 //     ICImportFault const second("RegQueryValueExW", ERROR_ACCESS_DENIED, ICCalls::mf_only(2));

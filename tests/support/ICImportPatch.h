@@ -8,8 +8,8 @@
 #include <type_traits>
 #include <utility>
 
-// Replaces one imported function of hsmbase.dll (or of another loaded module) while the object lives. Only that module's
-// calls are replaced: the test itself, and the replacement, call the true function by its ordinary name.
+// Replaces one imported function of hsmbase.dll (or of another loaded module) while the object lives. Only that
+// module's calls are replaced: the test itself, and the replacement, call the true function by its ordinary name.
 //
 //     ICImportPatch const denied("GetFileAttributesW", [](LPCWSTR) { return INVALID_FILE_ATTRIBUTES; });
 //     ICImportPatch const offline(IC_IMPORT(GetFileAttributesW), [&](LPCWSTR path) {

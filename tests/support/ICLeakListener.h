@@ -6,13 +6,13 @@
 
 #include <optional>
 
-// Holds every test to a leak account, from before its fixture is built until after it is destroyed. Installed by main();
-// tests say nothing.
+// Holds every test to a leak account, from before its fixture is built until after it is destroyed. Installed by
+// main(); tests say nothing.
 //
 // First runs fill one-time caches: of the platform, of the run-time library, of the test framework. So a test that ends
 // with more than it began is run again, and fails only if each of RUNS runs leaves something behind. A leak does, a
-// cache does not. Tests must therefore be repeatable. A test that has failed or skipped is not judged: its messages stay
-// in the heap.
+// cache does not. Tests must therefore be repeatable. A test that has failed or skipped is not judged: its messages
+// stay in the heap.
 class ICLeakListener : public testing::EmptyTestEventListener
 {
 public:

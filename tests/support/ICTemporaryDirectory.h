@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-// An empty directory of its own below %TEMP%, removed with all that is in it when the object ends. Links are removed, what
-// they point to never. The test fails if something cannot be removed.
+// An empty directory of its own below %TEMP%, removed with all that is in it when the object ends. Links are removed,
+// what they point to never. The test fails if something cannot be removed.
 //
 //     ICTemporaryDirectory const directory;
 //     std::wstring const file = directory.mf_makeFile(L"sub\\a.bin", "bytes", FILE_ATTRIBUTE_HIDDEN);

@@ -2,9 +2,9 @@
 
 #include "tests/support/internal/ICLeakSnapshot.h"
 
-// The memory of the page-guard heap: one reserved range of addresses in which every block ends at a page without access.
-// A freed block's pages lose their memory at once, and its addresses are not used again before the whole range has been
-// gone through. Nothing in here uses another heap.
+// The memory of the page-guard heap: one reserved range of addresses in which every block ends at a page without
+// access. A freed block's pages lose their memory at once, and its addresses are not used again before the whole range
+// has been gone through. Nothing in here uses another heap.
 //
 // A block is known by a run of pages that begins with the page in which it begins; the run's last page is the guard.
 // Between the start of the run and the block, and between the block and its guard page, lie fill bytes.

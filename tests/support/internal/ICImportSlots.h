@@ -10,8 +10,8 @@ using ANYFUNCTION = void (*)();
 // Every slot of one name in the import table of one loaded module; puts the original function back when it ends. The
 // common ground of ICImportPatch and ICImportFault.
 //
-// Threads: replacing and restoring are atomic per slot and may happen while other threads call. A thread that is already
-// inside the replacement is not waited for.
+// Threads: replacing and restoring are atomic per slot and may happen while other threads call. A thread that is
+// already inside the replacement is not waited for.
 class ICImportSlots
 {
 public:
