@@ -35,31 +35,8 @@ public:
     explicit CSimpleString(PCXSTR text) : CSimpleString(text, StringLength(text)) {}
     ~CSimpleString() { mf_implData()->mf_release(); }
 
-    CSimpleString & operator=(CSimpleString const & other)
-    {
-        if (m_text == other.m_text) return *this;
-        if (mf_implIsLocked()) {
-            SetString(other.m_text, other.GetLength());
-        } else {
-            PXSTR const text = mf_implShare(other);
-            mf_implData()->mf_release();
-            m_text = text;
-        }
-        return *this;
-    }
-
-    CSimpleString & operator=(CSimpleString && other)
-    {
-        // A locked buffer stays where it is: the lock's owner holds its address.
-        if (mf_implIsLocked() || other.mf_implIsLocked()) {
-            return *this = static_cast<CSimpleString const &>(other);
-        }
-        if (this != &other) {
-            mf_implData()->mf_release();
-            m_text = std::exchange(other.m_text, g_classlibNil.text);
-        }
-        return *this;
-    }
+    CSimpleString & operator=(CSimpleString const & other);
+    CSimpleString & operator=(CSimpleString && other);
 
     CSimpleString & operator=(PCXSTR text)
     {
@@ -97,40 +74,8 @@ public:
 
     // Writing as a whole. The text may lie in the string itself.
     void SetString(PCXSTR text) { SetString(text, StringLength(text)); }
-
-    void SetString(PCXSTR text, int length)
-    {
-        if (length == 0) {
-            Empty();
-            return;
-        }
-        if (length < 0 || text == nullptr) AtlThrow(E_INVALIDARG);
-        CStringData * const data = mf_implData();
-        if (data->mf_isOwn() && length <= data->capacity) {
-            std::memmove(m_text, text, CStringData::mf_bytes(length));
-            mf_implSetLength(length);
-            return;
-        }
-        // The old text goes last, because the new one may be a part of it.
-        PXSTR const copy = mf_implCreate(text, length);
-        bool const locked = mf_implIsLocked();
-        m_text = copy;
-        data->mf_release();
-        if (locked) {
-            mf_implData()->mf_setReferences(CStringData::LOCKED);
-        }
-    }
-
-    void Empty() noexcept
-    {
-        CStringData * const data = mf_implData();
-        if (mf_implIsLocked()) {
-            mf_implSetLength(0);
-            return;
-        }
-        m_text = g_classlibNil.text;
-        data->mf_release();
-    }
+    void SetString(PCXSTR text, int length);
+    void Empty() noexcept;
 
     // Cuts to `length` characters; a longer length changes nothing.
     void Truncate(int length)
@@ -320,3 +265,5 @@ private:
 };
 
 static_assert(sizeof(CSimpleString) == sizeof(void *));
+
+#include "internal/SimpleStringOperations.h"
