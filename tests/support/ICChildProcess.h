@@ -9,7 +9,7 @@
 // Runs a process and keeps what came of it. The test's own program is started again with a function of its own, for
 // what can happen only once in a process; or any other program is started.
 //
-//     IC_CHILD(crash) { return *reinterpret_cast<int volatile *>(arguments.size()); }
+//     IC_CHILD(crash) { ::RaiseException(EXCEPTION_ACCESS_VIOLATION, 0, 0, nullptr); return 0; }
 //
 //     TEST(ICThing, Crash_IsSeen)
 //     {

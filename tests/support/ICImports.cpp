@@ -1,10 +1,12 @@
 #include "tests/support/ICImports.h"
 #include "tests/support/internal/ICImportSlots.h"
+#include "tests/support/internal/ICUnaligned.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cctype>
+#include <cstddef>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -21,12 +23,13 @@ TYPE * f_at(HMODULE module, ULONG_PTR offset)
 
 void f_appendImportsFrom(HMODULE module, IMAGE_IMPORT_DESCRIPTOR const & descriptor, std::vector<IMPORT> & imports)
 {
-    auto const * thunk = f_at<IMAGE_THUNK_DATA const>(module, descriptor.OriginalFirstThunk);
+    auto const * entry = f_at<ULONG_PTR const>(module, descriptor.OriginalFirstThunk);
     auto * slot = f_at<ANYFUNCTION>(module, descriptor.FirstThunk);
-    for (; thunk->u1.AddressOfData != 0; ++thunk, ++slot) {
+    for (; f_readUnaligned<ULONG_PTR>(entry) != 0; ++entry, ++slot) {
+        auto const value = f_readUnaligned<ULONG_PTR>(entry);
         char const * name = "";
-        if (!IMAGE_SNAP_BY_ORDINAL(thunk->u1.Ordinal))
-            name = f_at<IMAGE_IMPORT_BY_NAME const>(module, thunk->u1.AddressOfData)->Name;
+        if (!IMAGE_SNAP_BY_ORDINAL(value))
+            name = f_at<char const>(module, value + offsetof(IMAGE_IMPORT_BY_NAME, Name));
         imports.push_back({f_at<char const>(module, descriptor.Name), name, slot});
     }
 }
@@ -88,14 +91,14 @@ ICImportSlots::ICImportSlots(char const * name, wchar_t const * module) : m_name
         std::string const owner = module == nullptr ? "the program" : f_narrow(module);
         throw std::runtime_error(owner + " does not import " + name + f_similarNames(name, imports));
     }
-    m_original = *m_slots.front();
+    m_original = f_readUnaligned<ANYFUNCTION>(m_slots.front());
 }
 
 ICImportSlots::~ICImportSlots()
 {
     if (m_replacement == nullptr) return;
     for (ANYFUNCTION * slot : m_slots) {
-        if (*slot == m_replacement)
+        if (f_readUnaligned<ANYFUNCTION>(slot) == m_replacement)
             mf_exchange(slot, m_original);
         else
             ADD_FAILURE() << "patches of " << m_name << " must end in reverse order";

@@ -63,7 +63,8 @@ void f_say(char const * format, ...)
 LONG CALLBACK f_explainFault(EXCEPTION_POINTERS * exception)
 {
     EXCEPTION_RECORD const & record = *exception->ExceptionRecord;
-    if (record.ExceptionCode != EXCEPTION_ACCESS_VIOLATION) return EXCEPTION_CONTINUE_SEARCH;
+    bool const isFault = record.ExceptionCode == EXCEPTION_ACCESS_VIOLATION && record.NumberParameters >= 2;
+    if (!isFault) return EXCEPTION_CONTINUE_SEARCH;
     auto const * const address = reinterpret_cast<void const *>(record.ExceptionInformation[1]);
     ICGuardArena const & arena = ICGuardArena::mf_getThis();
     if (!arena.mf_owns(address)) return EXCEPTION_CONTINUE_SEARCH;
@@ -232,7 +233,7 @@ void f_replaceEverywhere()
     DWORD size = 0;
     ::EnumProcessModules(::GetCurrentProcess(), modules, sizeof(modules), &size);
     std::wstring const program = f_pathOf(nullptr);
-    DWORD const count = std::min<DWORD>(size / sizeof(HMODULE), MOST_MODULES);
+    DWORD const count = std::min(size / static_cast<DWORD>(sizeof(HMODULE)), MOST_MODULES);
     for (DWORD index = 0; index < count; ++index) {
         std::wstring const path = f_pathOf(modules[index]);
         if (!f_isBesideTheProgram(path, program)) continue;

@@ -2,6 +2,7 @@
 #include "tests/support/PageGuardHeap.h"
 #include "tests/support/internal/ICGuardArena.h"
 #include "tests/support/internal/ICPlatformFunction.h"
+#include "tests/support/internal/ICUnaligned.h"
 
 #include <winternl.h>
 
@@ -60,16 +61,17 @@ void f_appendHandles(ICLeakItems & items)
 void f_appendThreads(ICLeakItems & items)
 {
     ICPageVector<char> const bytes = f_query(SystemProcessInformation);
-    for (std::size_t offset = 0;;) {
-        auto const * process = reinterpret_cast<SYSTEM_PROCESS_INFORMATION const *>(bytes.data() + offset);
-        if (reinterpret_cast<ULONG_PTR>(process->UniqueProcessId) == ::GetCurrentProcessId()) {
-            auto const * threads = reinterpret_cast<SYSTEM_THREAD_INFORMATION const *>(process + 1);
-            for (ULONG index = 0; index < process->NumberOfThreads; ++index)
-                items.push_back({reinterpret_cast<ULONG_PTR>(threads[index].ClientId.UniqueThread), 0});
-            return;
-        }
-        if (process->NextEntryOffset == 0) return;
-        offset += process->NextEntryOffset;
+    char const * at = bytes.data();
+    auto process = f_readUnaligned<SYSTEM_PROCESS_INFORMATION>(at);
+    while (reinterpret_cast<ULONG_PTR>(process.UniqueProcessId) != ::GetCurrentProcessId()) {
+        if (process.NextEntryOffset == 0) return;
+        at += process.NextEntryOffset;
+        process = f_readUnaligned<SYSTEM_PROCESS_INFORMATION>(at);
+    }
+    at += sizeof(process);
+    for (ULONG index = 0; index < process.NumberOfThreads; ++index) {
+        auto const thread = f_readUnaligned<SYSTEM_THREAD_INFORMATION>(at + index * sizeof(SYSTEM_THREAD_INFORMATION));
+        items.push_back({reinterpret_cast<ULONG_PTR>(thread.ClientId.UniqueThread), 0});
     }
 }
 

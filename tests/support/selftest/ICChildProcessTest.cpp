@@ -29,7 +29,8 @@ IC_CHILD(echo)
 
 IC_CHILD(crash)
 {
-    return *reinterpret_cast<int volatile *>(arguments.size());
+    ::RaiseException(EXCEPTION_ACCESS_VIOLATION, 0, 0, nullptr);
+    return 0;
 }
 
 IC_CHILD(throw_out)
