@@ -77,10 +77,10 @@ void ICLanguage::mf_deleteInstance()
     m_pThis = nullptr;
 }
 
-ICLanguage const & ICLanguage::mf_implGetInstance(wchar_t const * _sFunction_)
+ICLanguage const & ICLanguage::mf_implGetInstance(wchar_t const * function)
 {
     if (m_pThis == nullptr)
-        throw ICTrace(_sFunction_).mf_failed(ICErrno::_E_::Initialization, L"Language singleton not initialized");
+        throw ICTrace(function).mf_failed(ICErrno::_E_::Initialization, L"Language singleton not initialized");
     return *m_pThis;
 }
 

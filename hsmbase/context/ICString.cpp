@@ -26,13 +26,13 @@ struct FREE
 };
 using ICTextBuffer = std::unique_ptr<wchar_t, FREE>;
 
-ICTextBuffer f_allocateBuffer(wchar_t const * _sFunction_)
+ICTextBuffer f_allocateBuffer(wchar_t const * function)
 {
     ICTextBuffer buffer(static_cast<wchar_t *>(::calloc(TEXT_LENGTH, sizeof(wchar_t))));
     if (buffer == nullptr) {
         // Deliberate: the number printed is that of the characters.
-        throw ICTrace(_sFunction_)
-            .mf_failed(ICErrno::_E_::Memory, L"No memory to allocate buffer (%lu bytes)", TEXT_LENGTH);
+        throw ICTrace(function).mf_failed(ICErrno::_E_::Memory, L"No memory to allocate buffer (%lu bytes)",
+                                          TEXT_LENGTH);
     }
     return buffer;
 }
@@ -127,17 +127,16 @@ CString ICString::mf_vaFormatLanguage(ulong language, ulong resourceId, va_list 
     return mf_implFormatLanguage(_sFunction_, language, resourceId, arguments, TEXT_LENGTH);
 }
 
-CString ICString::mf_implFormatLanguage(wchar_t const * _sFunction_, ulong language, ulong resourceId,
-                                        va_list * arguments, ulong bufferLength)
+CString ICString::mf_implFormatLanguage(wchar_t const * function, ulong language, ulong resourceId, va_list * arguments,
+                                        ulong bufferLength)
 {
     wchar_t buffer[TEXT_LENGTH] = {};
     try {
         mf_implFormatString(language, resourceId, arguments, buffer, bufferLength);
     }
     catch (ICErrno & failure) {
-        ICTrace(_sFunction_)
-            .mf_error(L"Failure formatting string with id=%lu: %s\r\n%sReturning empty string ...", resourceId,
-                      failure.mf_toString(), ICLog::TAB);
+        ICTrace(function).mf_error(L"Failure formatting string with id=%lu: %s\r\n%sReturning empty string ...",
+                                   resourceId, failure.mf_toString(), ICLog::TAB);
         *buffer = L'\0';
     }
     return CString(buffer);

@@ -231,7 +231,7 @@ TEST(ICLanguage, Create_AbsentLanguageValue_IsCreatedWithEnglish)
     ICLanguage::mf_createInstance();
     EXPECT_EQ(ENGLISH_ID, ICLanguage::mf_getUserLanguageId());
     EXPECT_EQ(L"English", languages.mf_getRegistry().mf_readText(L"", L"Language"));
-    EXPECT_EQ(ulong{REG_SZ}, languages.mf_getRegistry().mf_read(L"", L"Language")->m_type);
+    EXPECT_EQ(ulong{REG_SZ}, languages.mf_getRegistry().mf_read(L"", L"Language").value_or(ICRegistryValue()).m_type);
 }
 
 TEST(ICLanguage, Create_UnknownLanguageName_FallsBackToEnglish)

@@ -251,7 +251,7 @@ TEST_F(ICStringInGerman, Resource_Of8191Characters_IsNotShownWhole)
     CString const text = ICString(BARE_INSERT, tooLong.GetString());
     if (text != L"<resource-id=30001 not formatted>") {
         EXPECT_LT(text.GetLength(), 8191);
-        EXPECT_STREQ(tooLong.Left(text.GetLength()), text);
+        EXPECT_EQ(text.GetLength(), ICString::mf_count(text, L'x'));
     }
 }
 
