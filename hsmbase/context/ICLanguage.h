@@ -24,19 +24,19 @@ class HSMBASE_EXPORT ICLanguage
 {
 public:
     // What a language selector says.
-    static constexpr ulong USER_LANGUAGE = 1;
-    static constexpr ulong LOGGING_LANGUAGE = 2;
-    static constexpr ulong FALLBACK_LANGUAGE = 3;
-    static constexpr ulong CURRENT_LANGUAGE = 0x10000; // that of the calling thread, from its context
+    static ulong const USER_LANGUAGE = 1;
+    static ulong const LOGGING_LANGUAGE = 2;
+    static ulong const FALLBACK_LANGUAGE = 3;
+    static ulong const CURRENT_LANGUAGE = 0x10000; // that of the calling thread, from its context
 
     // The language of the trace log and of the fallback, and the default of the user.
-    static constexpr unsigned short ENGLISH_ID = 1033;
+    static unsigned short const ENGLISH_ID = 1033;
 
     // Room for all ids and the closing 0.
-    static constexpr ulong MAX_LANGUAGE_IDS = 15;
+    static ulong const MAX_LANGUAGE_IDS = 15;
 
     // The version that a language library must have, exactly.
-    static constexpr ulong LIBRARY_VERSION = 81002;
+    static ulong const LIBRARY_VERSION = 81002;
 
     ICLanguage(ICLanguage const &) = delete;
     ICLanguage & operator=(ICLanguage const &) = delete;

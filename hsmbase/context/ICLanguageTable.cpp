@@ -53,6 +53,15 @@ LANGUAGE const * f_findLanguage(unsigned short id)
 }
 } // namespace
 
+// The values stand in the class; these are their places in memory, for programs that take a reference to one.
+ulong const ICLanguage::USER_LANGUAGE;
+ulong const ICLanguage::LOGGING_LANGUAGE;
+ulong const ICLanguage::FALLBACK_LANGUAGE;
+ulong const ICLanguage::CURRENT_LANGUAGE;
+unsigned short const ICLanguage::ENGLISH_ID;
+ulong const ICLanguage::MAX_LANGUAGE_IDS;
+ulong const ICLanguage::LIBRARY_VERSION;
+
 unsigned short ICLanguage::mf_getLanguageId(wchar_t const * name)
 {
     static wchar_t const _sFunction_[] = L"ICLanguage::mf_getLanguageId::2";

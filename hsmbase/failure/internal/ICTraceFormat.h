@@ -77,7 +77,8 @@ public:
             rest.remove_prefix(at + 1);
             rest.remove_prefix(std::min(rest.find_first_not_of(L"-+ #0123456789."), rest.size()));
             if (used == sizeof...(ARGS)) f_traceFormatAsksForMoreArguments();
-            if (f_traceArgumentAskedBy(rest) != given[used]) f_traceArgumentDoesNotFitItsConversion();
+            TRACE_ARGUMENT const asked = f_traceArgumentAskedBy(rest);
+            if (asked == TRACE_ARGUMENT::OTHER || asked != given[used]) f_traceArgumentDoesNotFitItsConversion();
             ++used;
         }
         if (used != sizeof...(ARGS)) f_traceFormatLeavesAnArgumentUnused();
