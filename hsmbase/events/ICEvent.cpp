@@ -71,5 +71,7 @@ CString ICEvent::mf_implGetTypeString(ICEVENT_ID id)
 {
     for (KIND const & kind : KINDS)
         if (kind.id == id) return kind.name;
-    return L"UNKNOWN EVENT ID: " + f_toHexadecimal(id);
+    CString text;
+    text.Format(L"UNKNOWN EVENT ID: %s", f_toHexadecimal(id).GetString());
+    return text;
 }
