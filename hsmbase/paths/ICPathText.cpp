@@ -76,6 +76,11 @@ CString ICPath::mf_getFilePart(CString const & path)
     return path.Mid(delimiter + 1);
 }
 
+CString ICPath::mf_getLocationPart(CString const & path)
+{
+    return path.Left(path.ReverseFind(L'\\') + 1);
+}
+
 CString ICPath::mf_getFileBaseName(CString const & path)
 {
     CString const file = mf_getFilePart(path);

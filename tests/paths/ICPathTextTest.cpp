@@ -117,6 +117,17 @@ TEST(ICPath, GetFilePart_OfNoFile_IsEmptyAndNoFailure)
         EXPECT_STREQ(L"", ICPath::mf_getFilePart(path));
 }
 
+TEST(ICPath, GetLocationPart_IsWhatStandsBeforeTheFilePart)
+{
+    EXPECT_STREQ(L"D:\\a\\", ICPath::mf_getLocationPart(L"D:\\a\\x.txt"));
+    EXPECT_STREQ(L"D:\\a\\", ICPath::mf_getLocationPart(L"D:\\a\\"));
+    EXPECT_STREQ(L"\\", ICPath::mf_getLocationPart(L"\\x"));
+    EXPECT_STREQ(L"D:\\", ICPath::mf_getLocationPart(L"D:\\a/x.txt"));
+    EXPECT_STREQ(L"", ICPath::mf_getLocationPart(L"x.txt"));
+    EXPECT_STREQ(L"", ICPath::mf_getLocationPart(L"D:x"));
+    EXPECT_STREQ(L"", ICPath::mf_getLocationPart(L""));
+}
+
 TEST(ICPath, GetFileBaseName_EndsBeforeTheLastDotOfTheFile)
 {
     EXPECT_STREQ(L"x", ICPath::mf_getFileBaseName(L"D:\\a\\x.txt"));
