@@ -40,3 +40,5 @@
 #include "hsmbase/paths/ICTime.h"
 #include "hsmbase/registry/ICRegistry.h"
 #include "hsmbase/system/ICProcessInfo.h"
+#include "hsmbase/text/ICEncodedFile.h"
+#include "hsmbase/text/ICEncoding.h"
