@@ -76,7 +76,10 @@ public:
         for (auto at = rest.find(L'%'); at != rest.npos; at = rest.find(L'%')) {
             rest.remove_prefix(at + 1);
             rest.remove_prefix(std::min(rest.find_first_not_of(L"-+ #0123456789."), rest.size()));
-            if (used == sizeof...(ARGS)) f_traceFormatAsksForMoreArguments();
+            if (used == sizeof...(ARGS)) {
+                f_traceFormatAsksForMoreArguments();
+                return;
+            }
             TRACE_ARGUMENT const asked = f_traceArgumentAskedBy(rest);
             if (asked == TRACE_ARGUMENT::OTHER || asked != given[used]) f_traceArgumentDoesNotFitItsConversion();
             ++used;
