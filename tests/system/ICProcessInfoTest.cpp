@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <barrier>
 #include <cstring>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -10,39 +12,162 @@
 #include "tests/support/ICChildProcess.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
+#include "tests/support/ICLeakAccount.h"
+#include "tests/system/ICProcessList.h"
 
 namespace
 {
 
 wchar_t const PROGRAM[] = L"system_tests";
 
-// The name is asked for anew, as by the first caller of the process.
-class ICProcessName : public testing::Test
+void f_forget()
+{
+    ICProcessInfo::m_sName.Empty();
+    ICProcessInfo::m_sUserName.Empty();
+    ICProcessInfo::m_ulKernelId = 0;
+}
+
+std::wstring f_realUserName()
+{
+    wchar_t name[257] = {};
+    DWORD size = 257;
+    ::GetUserNameW(name, &size);
+    return name;
+}
+
+// A fact that is found out once, the platform call that it takes, and what becomes of that call's failure.
+struct KEPT_FACT
+{
+    char const * m_name;
+    std::wstring (*m_ask)();
+    void const * (*m_address)();
+    char const * m_import;
+    ICErrnoValue const & m_failure;
+};
+
+KEPT_FACT const FACTS[] = {
+    {"Name", [] { return std::wstring(ICProcessInfo::mf_getName()); },
+     []() -> void const * { return &ICProcessInfo::mf_getName(); }, "GetModuleFileNameW", ICErrno::_E_::System},
+    {"UserName", [] { return std::wstring(ICProcessInfo::mf_getUserName()); },
+     []() -> void const * { return &ICProcessInfo::mf_getUserName(); }, "GetUserNameW", ICErrno::_E_::System},
+    {"KernelId", [] { return std::to_wstring(ICProcessInfo::mf_getKernelId()); },
+     []() -> void const * { return nullptr; }, "CreateToolhelp32Snapshot", ICErrno::_E_::ProcessNotFound},
+};
+
+// Each test begins as the first caller of the process does.
+class ICProcessFact : public testing::TestWithParam<KEPT_FACT>
 {
 protected:
-    void SetUp() override { ICProcessInfo::m_sName.Empty(); }
-    void TearDown() override { ICProcessInfo::m_sName.Empty(); }
+    void SetUp() override { f_forget(); }
+    void TearDown() override { f_forget(); }
+
+    static testing::AssertionResult mf_fails()
+    {
+        return f_throws(
+            GetParam().m_failure, [] { GetParam().m_ask(); }, ERROR_ACCESS_DENIED);
+    }
+
+    std::wstring mf_expected() const
+    {
+        std::string const fact = GetParam().m_name;
+        return fact == "Name" ? PROGRAM : fact == "UserName" ? f_realUserName() : L"4";
+    }
+
+    ICProcessList m_list{{{4, L"System"}}};
 };
+
+constexpr int CALLERS = 16;
+
+// As many threads as that, at the same moment.
+template<class ACTION>
+void f_together(ACTION action)
+{
+    ICLeakAccount::mf_excuse("locks get their events when threads first meet at them", 4, 0);
+    std::barrier start(CALLERS);
+    std::vector<std::thread> callers(CALLERS);
+    for (std::thread & caller : callers)
+        caller = std::thread([&] {
+            start.arrive_and_wait();
+            action();
+        });
+    for (std::thread & caller : callers)
+        caller.join();
+}
+
+class ICProcessFacts : public testing::Test
+{
+protected:
+    void SetUp() override { f_forget(); }
+    void TearDown() override { f_forget(); }
+};
+
+INSTANTIATE_TEST_SUITE_P(Kept, ICProcessFact, testing::ValuesIn(FACTS),
+                         [](auto const & fact) { return fact.param.m_name; });
 
 } // namespace
 
-TEST_F(ICProcessName, IsTheProgramsFileWithoutDirectoryAndType)
+TEST_P(ICProcessFact, IsFoundOutOnce)
 {
-    EXPECT_STREQ(PROGRAM, ICProcessInfo::mf_getName());
-}
+    ICImportFault const counter(GetParam().m_import);
 
-TEST_F(ICProcessName, IsFoundOutOnce)
-{
-    ICImportFault const counter("GetModuleFileNameW");
-
-    CString const & first = ICProcessInfo::mf_getName();
-    CString const & second = ICProcessInfo::mf_getName();
-
-    EXPECT_EQ(&first, &second);
+    EXPECT_EQ(mf_expected(), GetParam().m_ask());
+    EXPECT_EQ(mf_expected(), GetParam().m_ask());
+    EXPECT_EQ(GetParam().m_address(), GetParam().m_address());
     EXPECT_EQ(1u, counter.mf_getCalls());
 }
 
-TEST_F(ICProcessName, AskedWithABufferOf259Characters)
+TEST_P(ICProcessFact, Failure_KeepsSystemNumberAndTheNextCallTriesAgain)
+{
+    {
+        ICImportFault const refused(GetParam().m_import, ERROR_ACCESS_DENIED);
+        EXPECT_TRUE(mf_fails());
+        EXPECT_TRUE(mf_fails());
+        EXPECT_EQ(2u, refused.mf_getAnswered());
+    }
+    EXPECT_EQ(mf_expected(), GetParam().m_ask());
+}
+
+TEST_P(ICProcessFact, Failure_LeavesTheLock)
+{
+    ICImportFault const refused(GetParam().m_import, ERROR_ACCESS_DENIED, ICCalls::mf_only(1));
+
+    EXPECT_TRUE(mf_fails());
+    std::thread([this] { EXPECT_EQ(mf_expected(), GetParam().m_ask()); }).join();
+}
+
+TEST_P(ICProcessFact, ManyFirstCallers_FindItOutOnce)
+{
+    ICImportFault const counter(GetParam().m_import);
+    std::wstring const expected = mf_expected();
+    std::atomic<int> right = 0;
+    f_together([&] { right += GetParam().m_ask() == expected; });
+
+    EXPECT_EQ(CALLERS, right);
+    EXPECT_EQ(1u, counter.mf_getCalls());
+}
+
+TEST_P(ICProcessFact, ManyFirstCallersAfterAFailure_FindItOutOnce)
+{
+    ICImportFault const refused(GetParam().m_import, ERROR_ACCESS_DENIED, ICCalls::mf_only(1));
+    std::atomic<int> failed = 0;
+    f_together([&] { failed += static_cast<bool>(mf_fails()); });
+
+    EXPECT_EQ(1, failed);
+    EXPECT_EQ(2u, refused.mf_getCalls());
+}
+
+TEST_P(ICProcessFact, WithoutInstance_Fails)
+{
+    ICProcessInfo * const instance = ICProcessInfo::m_pThis;
+    ICProcessInfo::m_pThis = nullptr;
+
+    EXPECT_TRUE(f_throws(ICErrno::_E_::Initialization, [] { GetParam().m_ask(); }));
+    EXPECT_EQ(nullptr, ICProcessInfo::m_pThis);
+
+    ICProcessInfo::m_pThis = instance;
+}
+
+TEST_F(ICProcessFacts, Name_AskedWithABufferOf259Characters)
 {
     ULONG64 length = 0;
     ICImportPatch const system(IC_IMPORT(GetModuleFileNameW), [&](HMODULE module, wchar_t * path, DWORD size) -> DWORD {
@@ -55,7 +180,7 @@ TEST_F(ICProcessName, AskedWithABufferOf259Characters)
     EXPECT_EQ(259u, length);
 }
 
-TEST_F(ICProcessName, CutPath_IsStillTerminated)
+TEST_F(ICProcessFacts, Name_CutPathIsStillTerminated)
 {
     ICImportPatch const system(IC_IMPORT(GetModuleFileNameW), [](HMODULE, wchar_t * path, DWORD size) -> DWORD {
         std::wmemset(path, L'x', size);
@@ -65,50 +190,61 @@ TEST_F(ICProcessName, CutPath_IsStillTerminated)
     EXPECT_EQ(259, ICProcessInfo::mf_getName().GetLength());
 }
 
-TEST_F(ICProcessName, Failure_KeepsSystemNumberAndTheNextCallTriesAgain)
+TEST_F(ICProcessFacts, UserName_HasRoomForAsManyCharactersAsThePlatformIsTold)
 {
-    {
-        ICImportFault const refused("GetModuleFileNameW", ERROR_ACCESS_DENIED);
-        for (int attempt = 0; attempt < 2; ++attempt)
-            EXPECT_TRUE(f_throws(
-                ICErrno::_E_::System, [] { ICProcessInfo::mf_getName(); }, ERROR_ACCESS_DENIED));
-        EXPECT_EQ(2u, refused.mf_getAnswered());
-    }
-    EXPECT_STREQ(PROGRAM, ICProcessInfo::mf_getName());
+    ulong told = 0;
+    ICImportPatch const system(IC_IMPORT(GetUserNameW), [&](wchar_t * name, DWORD * size) {
+        told = *size;
+        std::wmemset(name, L'x', *size - 1);
+        name[*size - 1] = L'\0';
+        return TRUE;
+    });
+
+    EXPECT_EQ(511, ICProcessInfo::mf_getUserName().GetLength());
+    EXPECT_EQ(512u, told);
 }
 
-TEST_F(ICProcessName, Failure_LeavesTheLock)
+TEST_F(ICProcessFacts, Id_IsThatOfThisProcess)
 {
-    ICImportFault const refused("GetModuleFileNameW", ERROR_ACCESS_DENIED, ICCalls::mf_only(1));
+    EXPECT_EQ(::GetCurrentProcessId(), ICProcessInfo::mf_getId());
+}
 
+TEST(ICProcessDirectory, IsTheCurrentOne)
+{
+    wchar_t expected[MAX_PATH] = {};
+    ::GetCurrentDirectoryW(MAX_PATH, expected);
+    EXPECT_STREQ(expected, ICProcessInfo::mf_getDirectory());
+}
+
+TEST(ICProcessDirectory, IsNotKept)
+{
+    ICImportFault const counter("GetCurrentDirectoryW");
+    ICProcessInfo::mf_getDirectory();
+    ICProcessInfo::mf_getDirectory();
+    EXPECT_EQ(2u, counter.mf_getCalls());
+}
+
+TEST(ICProcessDirectory, NoRoom_FailsOnlyAbove259)
+{
+    ulong needed = 259;
+    ulong told = 0;
+    ICImportPatch const system(IC_IMPORT(GetCurrentDirectoryW), [&](DWORD size, wchar_t * directory) {
+        told = size;
+        std::wcscpy(directory, L"D:\\");
+        return needed;
+    });
+
+    EXPECT_STREQ(L"D:\\", ICProcessInfo::mf_getDirectory());
+    EXPECT_EQ(259u, told);
+    needed = 260;
+    EXPECT_TRUE(f_throws(ICErrno::_E_::BufferTooSmall, [] { ICProcessInfo::mf_getDirectory(); }));
+}
+
+TEST(ICProcessDirectory, Failure_KeepsSystemNumber)
+{
+    ICImportFault const refused("GetCurrentDirectoryW", ERROR_ACCESS_DENIED);
     EXPECT_TRUE(f_throws(
-        ICErrno::_E_::System, [] { ICProcessInfo::mf_getName(); }, ERROR_ACCESS_DENIED));
-    std::thread([] { EXPECT_STREQ(PROGRAM, ICProcessInfo::mf_getName()); }).join();
-}
-
-TEST_F(ICProcessName, ManyFirstCallers_FindItOutOnce)
-{
-    ICImportFault const counter("GetModuleFileNameW");
-    std::atomic<int> right = 0;
-    std::vector<std::thread> callers;
-    for (int number = 0; number < 16; ++number)
-        callers.emplace_back([&] { right += ICProcessInfo::mf_getName() == PROGRAM; });
-    for (std::thread & caller : callers)
-        caller.join();
-
-    EXPECT_EQ(16, right);
-    EXPECT_EQ(1u, counter.mf_getCalls());
-}
-
-TEST_F(ICProcessName, WithoutInstance_Fails)
-{
-    ICProcessInfo * const instance = ICProcessInfo::m_pThis;
-    ICProcessInfo::m_pThis = nullptr;
-
-    EXPECT_TRUE(f_throws(ICErrno::_E_::Initialization, [] { ICProcessInfo::mf_getName(); }));
-    EXPECT_EQ(nullptr, ICProcessInfo::m_pThis);
-
-    ICProcessInfo::m_pThis = instance;
+        ICErrno::_E_::System, [] { ICProcessInfo::mf_getDirectory(); }, ERROR_ACCESS_DENIED));
 }
 
 TEST(ICProcessInfo, Instance_IsThereWithItsLocksInOrder)
@@ -129,6 +265,7 @@ void f_unbuild()
     ICProcessInfo::m_pThis = nullptr;
     ICProcessInfo::m_isCreated = 0;
     std::memset(static_cast<void *>(&ICProcessInfo::m_sName), 0, sizeof(CString));
+    std::memset(static_cast<void *>(&ICProcessInfo::m_sUserName), 0, sizeof(CString));
 }
 
 } // namespace
@@ -139,7 +276,8 @@ IC_CHILD(askBeforeStaticInitialisation)
     CString const & name = ICProcessInfo::mf_getName();
     ICProcessInfo * const made = ICProcessInfo::m_pThis;
     ICProcessInfo * const initialised = ICProcessInfo::mf_implGetInstance(); // as the initialiser of m_pThis does
-    return made != nullptr && made == initialised && name == PROGRAM && ICProcessInfo::mf_getName() == PROGRAM ? 0 : 1;
+    bool const isRight = name == PROGRAM && ICProcessInfo::mf_getUserName() == f_realUserName().c_str();
+    return made != nullptr && made == initialised && isRight && ICProcessInfo::mf_getName() == PROGRAM ? 0 : 1;
 }
 
 TEST(ICProcessInfo, CallBeforeStaticInitialisation_MakesTheOneInstance)
