@@ -4,7 +4,6 @@
 #
 #   cmake/wine.sh PROGRAM [ARGUMENT...]     CMake takes this as the emulator, so ctest starts every test with it
 #   cmake/wine.sh --prepare                 only makes the prefix
-#   cmake/wine.sh --stay                    lets the prefix's server run until --end
 #   cmake/wine.sh --end                     ends what still runs in the prefix, and saves its registry
 set -eu
 
@@ -37,12 +36,6 @@ prepare() {
 
 case ${1-} in
 --prepare) prepare ;;
---stay)
-    # Wine's server miscounts its clients when one of them starts a program of the host, and after some of these it may
-    # end under a program that still runs. So it is told to stay.
-    prepare
-    wineserver -p >/dev/null 2>&1 9>&- || true
-    ;;
 --end) [ ! -e "$prefix/.made" ] || wineserver -k || true ;;
 *)
     prepare
