@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "hsmbase/context/ICColumnFormatter.h"
-#include "tests/context/Thrown.h"
 #include "tests/support/ICStartedProcess.h"
+#include "tests/support/Thrown.h"
 
 namespace
 {

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "hsmbase/context/ICFormatter.h"
-#include "tests/context/Thrown.h"
 #include "tests/support/ICChildProcess.h"
 #include "tests/support/ICStartedProcess.h"
+#include "tests/support/Thrown.h"
 
 namespace
 {

@@ -6,8 +6,8 @@
 
 #include "hsmbase/failure/ICErrno.h"
 #include "tests/context/ICLanguageDirectory.h"
-#include "tests/context/Thrown.h"
 #include "tests/support/ICImportFault.h"
+#include "tests/support/Thrown.h"
 
 namespace
 {

@@ -8,9 +8,9 @@
 #include "hsmbase/context/ICString.h"
 #include "hsmbase/failure/ICErrno.h"
 #include "tests/context/ICLanguageDirectory.h"
-#include "tests/context/Thrown.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICStartedProcess.h"
+#include "tests/support/Thrown.h"
 
 namespace
 {

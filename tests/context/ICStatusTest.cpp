@@ -9,11 +9,11 @@
 
 #include "hsmbase/context/ICThreadContext.h"
 #include "tests/context/ThreadSlot.h"
-#include "tests/context/Thrown.h"
 #include "tests/support/ICChildProcess.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
 #include "tests/support/ICStartedProcess.h"
+#include "tests/support/Thrown.h"
 
 namespace
 {

@@ -11,9 +11,9 @@
 #include "hsmbase/context/ICString.h"
 #include "tests/context/ContextHeap.h"
 #include "tests/context/ThreadSlot.h"
-#include "tests/context/Thrown.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICStartedProcess.h"
+#include "tests/support/Thrown.h"
 
 namespace
 {

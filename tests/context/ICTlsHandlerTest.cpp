@@ -6,10 +6,10 @@
 #include <gtest/gtest.h>
 
 #include "tests/context/ThreadSlot.h"
-#include "tests/context/Thrown.h"
 #include "tests/support/ICChildProcess.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
+#include "tests/support/Thrown.h"
 
 namespace
 {

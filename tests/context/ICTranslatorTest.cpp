@@ -5,9 +5,9 @@
 
 #include "hsmbase/context/ICTranslator.h"
 #include "hsmbase/failure/ICErrno.h"
-#include "tests/context/Thrown.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
+#include "tests/support/Thrown.h"
 
 namespace
 {

@@ -5,11 +5,11 @@
 #include <vector>
 
 #include "hsmbase/failure/ICErrno.h"
-#include "tests/context/Thrown.h"
 #include "tests/events/EventsTest.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
 #include "tests/support/ICStartedProcess.h"
+#include "tests/support/Thrown.h"
 
 namespace
 {

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "hsmbase/failure/ICArray.h"
-#include "tests/context/Thrown.h"
 #include "tests/support/ICImportFault.h"
+#include "tests/support/Thrown.h"
 
 using testing::ElementsAre;
 

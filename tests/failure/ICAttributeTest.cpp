@@ -3,9 +3,9 @@
 #include <vector>
 
 #include "hsmbase/failure/ICAttribute.h"
-#include "tests/context/Thrown.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
+#include "tests/support/Thrown.h"
 
 using testing::ElementsAre;
 

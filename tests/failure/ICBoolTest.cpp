@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "hsmbase/failure/ICBool.h"
-#include "tests/context/Thrown.h"
+#include "tests/support/Thrown.h"
 
 TEST(ICBool, Default_IsUndefined)
 {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "hsmbase/failure/ICSortOrder.h"
-#include "tests/context/Thrown.h"
+#include "tests/support/Thrown.h"
 
 TEST(ICSortOrder, Default_IsNone)
 {

@@ -8,11 +8,11 @@
 
 #include "hsmbase/context/ICStatus.h"
 #include "hsmbase/logging/ICEventLog.h"
-#include "tests/context/Thrown.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
 #include "tests/support/ICLeakAccount.h"
 #include "tests/support/ICStartedProcess.h"
+#include "tests/support/Thrown.h"
 
 namespace
 {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "hsmbase/paths/ICFileSize.h"
-#include "tests/context/Thrown.h"
+#include "tests/support/Thrown.h"
 
 static_assert(sizeof(ICFileSize) == 8);
 static_assert(ICFileSize() == 0);

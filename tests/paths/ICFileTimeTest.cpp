@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "hsmbase/paths/ICFileTime.h"
-#include "tests/context/Thrown.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
+#include "tests/support/Thrown.h"
 
 static_assert(sizeof(ICFileTime) == sizeof(FILETIME));
 static_assert(ICFileTime().mf_getValue() == 0);

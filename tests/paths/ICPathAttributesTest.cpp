@@ -3,11 +3,11 @@
 #include <string>
 
 #include "hsmbase/paths/ICPath.h"
-#include "tests/context/Thrown.h"
 #include "tests/support/ICFailingClose.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
 #include "tests/support/ICTemporaryDirectory.h"
+#include "tests/support/Thrown.h"
 
 namespace
 {

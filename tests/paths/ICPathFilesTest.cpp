@@ -3,10 +3,10 @@
 #include <string>
 
 #include "hsmbase/paths/ICPath.h"
-#include "tests/context/Thrown.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
 #include "tests/support/ICTemporaryDirectory.h"
+#include "tests/support/Thrown.h"
 
 TEST(ICPath, Exists_FileAndDirectory_AreThere)
 {

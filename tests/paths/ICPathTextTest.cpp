@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "hsmbase/paths/ICPath.h"
-#include "tests/context/Thrown.h"
 #include "tests/paths/PlatformFailure.h"
+#include "tests/support/Thrown.h"
 
 namespace
 {

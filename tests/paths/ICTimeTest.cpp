@@ -7,11 +7,11 @@
 
 #include "hsmbase/paths/ICFileTime.h"
 #include "hsmbase/paths/ICTime.h"
-#include "tests/context/Thrown.h"
 #include "tests/paths/PlatformFailure.h"
 #include "tests/support/ICChildProcess.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
+#include "tests/support/Thrown.h"
 
 namespace
 {

@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 
 #include "hsmbase/system/ICProcessInfo.h"
-#include "tests/context/Thrown.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
+#include "tests/support/Thrown.h"
 #include "tests/system/PrivilegeState.h"
 
 namespace

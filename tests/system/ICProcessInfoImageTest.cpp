@@ -4,11 +4,11 @@
 #include <string>
 
 #include "hsmbase/system/ICProcessInfo.h"
-#include "tests/context/Thrown.h"
 #include "tests/support/ICChildProcess.h"
 #include "tests/support/ICFailingClose.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
+#include "tests/support/Thrown.h"
 #include "tests/system/PrivilegeState.h"
 
 #include <psapi.h>

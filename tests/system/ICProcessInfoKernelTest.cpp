@@ -2,11 +2,11 @@
 #include <gtest/gtest.h>
 
 #include "hsmbase/system/ICProcessInfo.h"
-#include "tests/context/Thrown.h"
 #include "tests/support/ICFailingClose.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
 #include "tests/support/ICUnixHost.h"
+#include "tests/support/Thrown.h"
 #include "tests/system/ICProcessList.h"
 
 namespace

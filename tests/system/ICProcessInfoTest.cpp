@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "hsmbase/system/ICProcessInfo.h"
-#include "tests/context/Thrown.h"
 #include "tests/support/ICChildProcess.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
 #include "tests/support/ICLeakAccount.h"
+#include "tests/support/Thrown.h"
 #include "tests/system/ICProcessList.h"
 
 namespace

@@ -4,10 +4,10 @@
 #include <thread>
 
 #include "hsmbase/system/ICSystem.h"
-#include "tests/context/Thrown.h"
 #include "tests/support/ICFailingClose.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
+#include "tests/support/Thrown.h"
 #include "tests/system/PrivilegeState.h"
 
 namespace

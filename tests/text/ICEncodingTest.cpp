@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "tests/context/Thrown.h"
 #include "tests/support/ICFailingClose.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICLeakAccount.h"
 #include "tests/support/ICTemporaryDirectory.h"
+#include "tests/support/Thrown.h"
 
 namespace
 {
