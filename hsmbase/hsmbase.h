@@ -33,6 +33,7 @@
 #include "hsmbase/logging/ICAdminLog.h"
 #include "hsmbase/logging/ICEventLog.h"
 #include "hsmbase/logging/ICLog.h"
+#include "hsmbase/logging/ICLogBase.h"
 #include "hsmbase/logging/ICLogData.h"
 #include "hsmbase/paths/ICFileSize.h"
 #include "hsmbase/paths/ICFileTime.h"
