@@ -11,8 +11,15 @@ install(EXPORT hsmbase-targets NAMESPACE hsmbase:: DESTINATION ${package_dir})
 
 if(MINGW)
     install(TARGETS classlib EXPORT hsmbase-targets)
-    install(DIRECTORY classlib/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/hsmbase/classlib FILES_MATCHING PATTERN *.h)
     install(FILES ${HSMBASE_RUNTIME_DLLS} DESTINATION ${CMAKE_INSTALL_BINDIR})
+    # They come with debug information ten times their size, and --strip passes files by.
+    foreach(file ${HSMBASE_RUNTIME_DLLS})
+        get_filename_component(name ${file} NAME)
+        install(CODE "if(CMAKE_INSTALL_DO_STRIP)
+    execute_process(COMMAND \"${CMAKE_STRIP}\" \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/${name}\"
+        COMMAND_ERROR_IS_FATAL ANY)
+endif()")
+    endforeach()
 endif()
 install(FILES README.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR})
