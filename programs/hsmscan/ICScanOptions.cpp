@@ -1,8 +1,10 @@
 #include "programs/hsmscan/ICScanOptions.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cwchar>
+#include <iterator>
 #include <optional>
 
 #include "hsmbase/context/ICString.h"
@@ -84,8 +86,22 @@ void ICScanOptions::mf_implRead(wchar_t const * option, wchar_t const * value, b
         m_isVersionWanted = true;
         return;
     }
-    bool const takesText = name == L"--language" || name == L"--root";
-    if (!takesText && name != L"--min-size" && name != L"--min-age" && name != L"--largest") {
+    struct TEXT_OPTION
+    {
+        wchar_t const * name;
+        CString ICScanOptions::*text;
+    };
+    static constexpr TEXT_OPTION TEXT_OPTIONS[] = {
+        {L"--language", &ICScanOptions::m_language},
+        {L"--root", &ICScanOptions::m_registryRoot},
+        {L"--log-dir", &ICScanOptions::m_logDirectory},
+        {L"--log-level", &ICScanOptions::m_logLevel},
+    };
+    auto const * const text = std::find_if(std::begin(TEXT_OPTIONS), std::end(TEXT_OPTIONS),
+                                           [&name](TEXT_OPTION const & entry) { return name == entry.name; });
+    bool const isText = text != std::end(TEXT_OPTIONS);
+    bool const isSize = name == L"--min-size" || name == L"--log-size";
+    if (!isText && !isSize && name != L"--min-age" && name != L"--largest") {
         mf_implComplain(IDS_HSMSCAN_UNKNOWN_OPTION, option, L"");
         return;
     }
@@ -94,13 +110,10 @@ void ICScanOptions::mf_implRead(wchar_t const * option, wchar_t const * value, b
         return;
     }
     isValueUsed = true;
-    if (name == L"--min-size") store(m_minSize, f_size(value));
+    if (isText) store(this->*text->text, *value != L'\0' ? std::optional(CString(value)) : std::nullopt);
+    if (isSize) store(name == L"--min-size" ? m_minSize : m_logSize, f_size(value));
     if (name == L"--min-age") store(m_minAge, f_count(value));
     if (name == L"--largest") store(m_largest, f_count(value));
-    if (takesText) {
-        std::optional<CString> const text = *value != L'\0' ? std::optional(CString(value)) : std::nullopt;
-        store(name == L"--root" ? m_registryRoot : m_language, text);
-    }
 }
 
 void ICScanOptions::mf_implComplain(unsigned int resourceId, wchar_t const * option, wchar_t const * value)

@@ -14,9 +14,12 @@ public:
 
     // Below HKEY_LOCAL_MACHINE.
     CString m_registryRoot = L"Software\\hsmbase";
-    CString m_language;                // English name; empty: as configured
-    long long m_minSize = 1024 * 1024; // bytes
-    ulong m_minAge = 30;               // days since the last write
+    CString m_language;                  // English name; empty: as configured
+    CString m_logDirectory;              // empty: as configured
+    CString m_logLevel;                  // letters; empty: as configured
+    long long m_logSize = 0;             // bytes; 0: as configured
+    long long m_minSize = 1024LL * 1024; // bytes
+    ulong m_minAge = 30;                 // days since the last write
     ulong m_largest = 10;
     bool m_isHelpWanted = false;
     bool m_isVersionWanted = false;

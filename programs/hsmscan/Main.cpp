@@ -1,7 +1,12 @@
+#include <algorithm>
+#include <climits>
+
 #include "frame/ICProgramFrame.h"
 #include "hsmbase/context/ICLanguage.h"
 #include "hsmbase/context/ICString.h"
 #include "hsmbase/failure/ICErrno.h"
+#include "hsmbase/logging/ICLog.h"
+#include "hsmbase/registry/ICRegistry.h"
 #include "languages/ResourceIds.h"
 #include "programs/hsmscan/ICConsole.h"
 #include "programs/hsmscan/ICDirectoryScan.h"
@@ -44,6 +49,19 @@ int f_scan(ICScanOptions const & options)
     return f_exitCode(scan.mf_getWorst());
 }
 
+// The size stays for later runs, the level is for this one. Both leave a line in the log.
+void f_configureLog(ICScanOptions const & options)
+{
+    if (options.m_logSize > 0) {
+        constexpr long long KBYTE = 1024;
+        long long const kBytes = std::min<long long>((options.m_logSize + KBYTE - 1) / KBYTE, ULONG_MAX);
+        ICRegistry::mf_setValue(L"LogFileSize", static_cast<ulong>(kBytes), ICRegistry::mf_getRegistryRoot(CString()),
+                                HKEY_LOCAL_MACHINE);
+        ICLog::mf_updateParameters();
+    }
+    if (!options.m_logLevel.IsEmpty()) ICLog::mf_setLogLevel(options.m_logLevel);
+}
+
 bool f_isLanguageKnown(CString const & language)
 {
     try {
@@ -55,16 +73,13 @@ bool f_isLanguageKnown(CString const & language)
     }
 }
 
-int f_run(ICScanOptions const & options)
+int f_work(ICScanOptions const & options, bool isLanguageKnown)
 {
-    bool const isSwitched = !options.m_language.IsEmpty();
-    bool const isKnown = !isSwitched || f_isLanguageKnown(options.m_language);
-    ICProgramFrame const frame(options.m_registryRoot, isKnown ? options.m_language : CString());
-
     wchar_t const * const language = options.m_language;
     if (!options.mf_isValid()) return f_refuse(options.mf_getProblem());
-    if (!isKnown) return f_refuse(ICString(IDS_HSMSCAN_LANGUAGE_UNKNOWN, language));
-    if (isSwitched && ICLanguage::mf_getUserLanguageId() != ICLanguage::mf_getLanguageId(options.m_language))
+    if (!isLanguageKnown) return f_refuse(ICString(IDS_HSMSCAN_LANGUAGE_UNKNOWN, language));
+    if (!options.m_language.IsEmpty() &&
+        ICLanguage::mf_getUserLanguageId() != ICLanguage::mf_getLanguageId(options.m_language))
         return f_refuse(ICString(IDS_HSMSCAN_LANGUAGE_NOT_INSTALLED, language));
     if (options.m_isHelpWanted) {
         ICScanReport::mf_printHelp();
@@ -74,7 +89,29 @@ int f_run(ICScanOptions const & options)
         ICScanReport::mf_printVersion();
         return 0;
     }
+    f_configureLog(options);
     return f_scan(options);
+}
+
+int f_run(ICScanOptions const & options)
+{
+    bool const isKnown = options.m_language.IsEmpty() || f_isLanguageKnown(options.m_language);
+    // What does no work needs no logs.
+    bool const isLogging = options.mf_isValid() && isKnown && !options.m_isHelpWanted && !options.m_isVersionWanted;
+    ICProgramFrame const frame({.m_registryRoot = options.m_registryRoot,
+                                .m_language = isKnown ? options.m_language : CString(),
+                                .m_logDirectory = options.m_logDirectory,
+                                .m_traceLog = isLogging ? L"hsmscan.log" : L"",
+                                .m_adminLog = isLogging ? L"hsmscan-admin.log" : L"",
+                                .m_tellFailure = &ICScanReport::mf_printFailure});
+    try {
+        return f_work(options, isKnown);
+    }
+    catch (ICErrno & failure) {
+        // While the frame is up: the failure speaks the user's language, and its record reaches the administrator.
+        ICScanReport::mf_printFailure(failure);
+        return f_exitCode(failure.mf_getErrnoData());
+    }
 }
 } // namespace
 
@@ -85,8 +122,6 @@ int wmain(int count, wchar_t ** arguments)
         return f_run(options);
     }
     catch (ICErrno & failure) {
-        // Without languages the rendering shows placeholders beside number and originator.
-        ICScanReport::mf_printFailure(failure);
-        return f_exitCode(failure.mf_getErrnoData());
+        return f_exitCode(failure.mf_getErrnoData()); // of the start-up, and told by then
     }
 }

@@ -1,18 +1,33 @@
 #include "frame/ICProgramFrame.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 #include "hsmbase/context/ICLanguage.h"
 #include "hsmbase/context/ICStatus.h"
 #include "hsmbase/context/ICString.h"
 #include "hsmbase/context/ICThreadContext.h"
 #include "hsmbase/context/ICTlsHandler.h"
+#include "hsmbase/context/ICTranslator.h"
 #include "hsmbase/failure/ICErrno.h"
+#include "hsmbase/logging/ICAdminLog.h"
+#include "hsmbase/logging/ICEventLog.h"
+#include "hsmbase/logging/ICLog.h"
 #include "hsmbase/registry/ICRegistry.h"
 #include "tests/support/ICChildProcess.h"
 #include "tests/support/ICImportFault.h"
+#include "tests/support/ICImportPatch.h"
 #include "tests/support/ICRegistrySandbox.h"
 #include "tests/support/ICStartedProcess.h"
+#include "tests/support/ICTemporaryDirectory.h"
+#include "tests/support/ICTraceReader.h"
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
 
 // A frame comes up once in a process, so each test has a process of its own, which answers 0 for right.
 
@@ -171,4 +186,212 @@ IC_CHILD(frame_moved)
 TEST(ICProgramFrame, AMovedInstallation_FindsItsLanguagesByItself)
 {
     IC_EXPECT_CHILD("frame_moved");
+}
+
+// ---------------------------------------------------------------------------------------------------------- logs
+
+namespace
+{
+ICProgramFrame::OPTIONS f_loggingOptions(std::vector<std::wstring> const & arguments)
+{
+    return {.m_registryRoot = arguments[0].c_str(),
+            .m_logDirectory = arguments.size() > 1 ? arguments[1].c_str() : L"",
+            .m_traceLog = L"trace.log",
+            .m_adminLog = L"admin.log",
+            .m_eventSource = L"hsmbase-tests"};
+}
+
+ulong f_failureOf(ICProgramFrame::OPTIONS const & options)
+{
+    try {
+        ICProgramFrame const frame(options);
+        return 0;
+    }
+    catch (ICErrno & failure) {
+        return failure.mf_getErrnoData().mf_getNumber();
+    }
+}
+
+// A failure with a complete message, whose last holder ends at once.
+void f_failForTheAdministrator()
+{
+    ICErrnoData data(ICErrno::_E_::FileAccess);
+    ICErrnoData::mf_setMessage(data, L"KVR27469E", 6328, 6329, 6330, 6331, L"X");
+}
+
+// The child gets a registry root and a directory, and answers 0 for right.
+class ICProgramFrameLogs : public testing::Test
+{
+protected:
+    std::string mf_failureOf(char const * child, bool isDirectoryGiven = true) const
+    {
+        std::vector<std::wstring> arguments = {m_registry.mf_getPath()};
+        if (isDirectoryGiven) arguments.push_back(m_directory / L"a\\b");
+        ICChildProcess process(child, arguments);
+        ulong const answer = process.mf_getExitCode();
+        return answer == 0 ? "" : std::to_string(answer) + process.mf_getOutput() + process.mf_getErrors();
+    }
+
+    ICRegistrySandbox const m_registry;
+    ICTemporaryDirectory const m_directory;
+};
+} // namespace
+
+IC_CHILD(frame_logs)
+{
+    {
+        ICProgramFrame const frame(f_loggingOptions(arguments));
+        if (!ICLog::mf_isReady() || !ICAdminLog::mf_isReady() || ICEventLog::m_pThis == nullptr) return 1;
+        if (!ICStatus::mf_canWriteToLogFile() || !ICStatus::mf_canWriteToEventLog()) return 2;
+        CString text;
+        ICTranslator::mf_convertAscii("x", 1, text);
+        if (text != L"x" || !ICStatus::mf_implGetInstance().mf_implHasStatus(ICStatus::STATUS_TRANSLATOR)) return 3;
+        f_failForTheAdministrator();
+    }
+    if (ICLog::mf_isReady() || ICAdminLog::mf_isReady() || ICEventLog::m_pThis != nullptr) return 4;
+    return f_isAllDown() ? 0 : 5;
+}
+
+TEST_F(ICProgramFrameLogs, Up_LogsTakeLinesAndGoDownAgain)
+{
+    ASSERT_EQ("", mf_failureOf("frame_logs"));
+    EXPECT_THAT(f_readTrace(m_directory / L"a\\b\\trace.log"),
+                ElementsAre(f_isRecord('I', "ICStatus::mf_setStatus", StartsWith("**** Logging started"))))
+        << "the end banner never reaches the file";
+    std::string const line = f_readFile(m_directory / L"a\\b\\admin.log");
+    EXPECT_THAT(line, HasSubstr(" KVR27469E The log file 'X' cannot be opened.\r\n"));
+    EXPECT_EQ(1, std::count(line.begin(), line.end(), '\n'));
+    for (wchar_t const * const name : {L"LogFileDir", L"AdminLogFileDir"})
+        EXPECT_EQ(m_directory / L"a\\b", m_registry.mf_readText(L"", name));
+}
+
+TEST_F(ICProgramFrameLogs, ASecondRun_GoesOnWithTheFiles)
+{
+    ASSERT_EQ("", mf_failureOf("frame_logs"));
+    ASSERT_EQ("", mf_failureOf("frame_logs", false)) << "the directory is configured now";
+    EXPECT_EQ(2u, f_readTrace(m_directory / L"a\\b\\trace.log").size());
+    std::string const lines = f_readFile(m_directory / L"a\\b\\admin.log");
+    EXPECT_EQ(2, std::count(lines.begin(), lines.end(), '\n'));
+}
+
+TEST_F(ICProgramFrameLogs, InstallationDirectory_HoldsTheLogs)
+{
+    m_registry.mf_writeText(L"", L"Path", m_directory / L"installed\\");
+    ASSERT_EQ("", mf_failureOf("frame_logs", false));
+    EXPECT_TRUE(f_isThere(m_directory / L"installed\\logs\\trace.log"));
+    EXPECT_TRUE(f_isThere(m_directory / L"installed\\logs\\admin.log"));
+}
+
+IC_CHILD(frame_program_directory)
+{
+    CString made;
+    // Also where somebody has run a program here before.
+    ICImportPatch const missing(IC_IMPORT(GetFileAttributesW), [](wchar_t const * path) -> DWORD {
+        if (!std::wstring(path).ends_with(L"\\logs\\")) return ::GetFileAttributesW(path);
+        ::SetLastError(ERROR_FILE_NOT_FOUND);
+        return INVALID_FILE_ATTRIBUTES;
+    });
+    ICImportPatch const directories(IC_IMPORT(CreateDirectoryW), [&made](wchar_t const * path, auto) -> BOOL {
+        made = path;
+        ::SetLastError(ERROR_ACCESS_DENIED);
+        return FALSE;
+    });
+    if (f_failureOf(f_loggingOptions(arguments)) != ICErrno::_E_::FileOpen.mf_getNumber()) return 1;
+    std::wstring const logs = ICStartedProcess::mf_getProgramDirectory() + L"logs";
+    if (made.Find(logs.c_str()) < 0) return 2;
+    return f_isAllDown() ? 0 : 3;
+}
+
+TEST_F(ICProgramFrameLogs, NothingConfigured_WantsADirectoryBesideTheProgram)
+{
+    EXPECT_EQ("", mf_failureOf("frame_program_directory", false));
+    EXPECT_EQ(L"", m_registry.mf_readText(L"", L"LogFileDir"));
+}
+
+namespace
+{
+// Files that are opened for writing and whose name ends so cannot be had.
+auto f_refuse(std::wstring const & name)
+{
+    return [name](wchar_t const * path, DWORD access, DWORD share, SECURITY_ATTRIBUTES * security, DWORD how,
+                  DWORD flags, HANDLE pattern) -> HANDLE {
+        bool const isMeant = (access & GENERIC_WRITE) != 0 && std::wstring(path).ends_with(name);
+        if (!isMeant) return ::CreateFileW(path, access, share, security, how, flags, pattern);
+        ::SetLastError(ERROR_ACCESS_DENIED);
+        return INVALID_HANDLE_VALUE;
+    };
+}
+} // namespace
+
+IC_CHILD(frame_no_trace_log)
+{
+    ICImportPatch const refused(IC_IMPORT(CreateFileW), f_refuse(L"trace.log"));
+    try {
+        ICProgramFrame const frame(f_loggingOptions(arguments));
+        return 1;
+    }
+    catch (ICErrno & failure) {
+        ICErrnoData const & data = failure.mf_getErrnoData();
+        if (data.mf_getNumber() != ICErrno::_E_::Logging.mf_getNumber()) return 2;
+        if (data.mf_getOriginatorErrno() != ERROR_ACCESS_DENIED) return 3;
+        if (std::wcscmp(data.mf_getKVRNumber(), L"KVR27469E") != 0) return 4;
+        if (std::wcsstr(data.mf_getMessageText(), L"trace.log") == nullptr) return 5;
+    }
+    // Deliberate: the log that could not be opened stays where it is.
+    if (ICLog::mf_isReady() || ICLog::m_pThis == nullptr) return 6;
+    return f_isAllDown() ? 0 : 7;
+}
+
+TEST_F(ICProgramFrameLogs, TraceLogThatCannotBeOpened_TakesTheRestDown)
+{
+    EXPECT_EQ("", mf_failureOf("frame_no_trace_log"));
+}
+
+namespace
+{
+CString g_told;
+}
+
+IC_CHILD(frame_tells)
+{
+    ICImportPatch const refused(IC_IMPORT(CreateFileW), f_refuse(L"trace.log"));
+    ICProgramFrame::OPTIONS options = f_loggingOptions(arguments);
+    options.m_tellFailure = [](ICErrno const & failure) { g_told = failure.mf_toConsoleMessage(CString()); };
+    if (f_failureOf(options) != ICErrno::_E_::Logging.mf_getNumber()) return 1;
+    if (g_told.Find(L"Logging error") < 0 || g_told.Find(L"KVR27469E: The log file") < 0) return 2;
+    return f_isAllDown() ? 0 : 3;
+}
+
+TEST_F(ICProgramFrameLogs, Failure_IsToldInTheUsersWords)
+{
+    EXPECT_EQ("", mf_failureOf("frame_tells"));
+}
+
+IC_CHILD(frame_no_admin_log)
+{
+    ICImportPatch const refused(IC_IMPORT(CreateFileW), f_refuse(L"admin.log"));
+    if (f_failureOf(f_loggingOptions(arguments)) != ICErrno::_E_::Logging.mf_getNumber()) return 1;
+    if (ICLog::m_pThis != nullptr) return 2;
+    return f_isAllDown() ? 0 : 3;
+}
+
+TEST_F(ICProgramFrameLogs, AdminLogThatCannotBeOpened_TakesTheTraceLogDown)
+{
+    EXPECT_EQ("", mf_failureOf("frame_no_admin_log"));
+}
+
+IC_CHILD(frame_no_event_source)
+{
+    ICImportFault const refused("RegisterEventSourceW", ERROR_ACCESS_DENIED);
+    if (f_failureOf(f_loggingOptions(arguments)) != ICErrno::_E_::Logging.mf_getNumber()) return 1;
+    if (ICLog::m_pThis != nullptr || ICAdminLog::m_pThis != nullptr) return 2;
+    return f_isAllDown() ? 0 : 3;
+}
+
+TEST_F(ICProgramFrameLogs, EventSourceThatIsRefused_TakesBothLogsDown)
+{
+    EXPECT_EQ("", mf_failureOf("frame_no_event_source"));
+    EXPECT_THAT(f_readTrace(m_directory / L"a\\b\\trace.log"),
+                Contains(f_isRecord('E', "ICEventLog::ICEventLog",
+                                    StartsWith("Failure registering logging event source 'hsmbase-tests':\n"))));
 }

@@ -7,8 +7,10 @@
 #include "tests/support/ICChildProcess.h"
 #include "tests/support/ICRegistrySandbox.h"
 #include "tests/support/ICTemporaryDirectory.h"
+#include "tests/support/ICTraceReader.h"
 #include "tests/support/ICUnixHost.h"
 
+using testing::Contains;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -25,7 +27,7 @@ protected:
 
     RUN mf_run(std::vector<std::wstring> arguments) const
     {
-        arguments.insert(arguments.begin(), {L"--root", m_registry.mf_getPath()});
+        arguments.insert(arguments.begin(), {L"--root", m_registry.mf_getPath(), L"--log-dir", m_logs.mf_getPath()});
         ICChildProcess scan(f_besideProgram(L"hsmscan.exe"), arguments);
         return {scan.mf_getExitCode(), scan.mf_getOutput(), scan.mf_getErrors()};
     }
@@ -40,6 +42,7 @@ protected:
 
     ICRegistrySandbox const m_registry;
     ICTemporaryDirectory const m_directory;
+    ICTemporaryDirectory const m_logs;
 };
 
 TEST_F(Hsmscan, Scan_PrintsTotalsInTwoColumns)
@@ -170,4 +173,63 @@ TEST_F(Hsmscan, SettingsOfTheWrongKind_AreAFailureInTheConsoleForm)
     RUN const run = mf_run({m_directory.mf_getPath()});
     EXPECT_EQ(2u, run.exitCode);
     EXPECT_THAT(run.errors, HasSubstr("0x03000071 (E: "));
+}
+
+TEST_F(Hsmscan, FullMessage_StandsOnTheConsoleAndOnceInTheAdministratorsLog)
+{
+    RUN const run = mf_run({m_directory / L"missing", m_directory.mf_getPath()});
+    EXPECT_EQ(2u, run.exitCode);
+    for (char const * const part : {"KVR29002E: ", "Explanation:", "System action:", "User response:"})
+        EXPECT_THAT(run.errors, HasSubstr(part));
+    std::string const lines = f_readFile(m_logs / L"hsmscan-admin.log");
+    EXPECT_TRUE(
+        std::regex_match(lines, std::regex("[0-9]{2}/[0-9]{2}/20[0-9]{2} [0-9:]{8} KVR29002E [^\r]*missing[^\r]*\r\n")))
+        << lines;
+}
+
+TEST_F(Hsmscan, TraceLog_TellsTheFailuresOfTheScan)
+{
+    mf_run({m_directory / L"missing"});
+    EXPECT_THAT(f_readTrace(m_logs / L"hsmscan.log"),
+                Contains(f_isRecord('E', "ICPath::mf_getAttributes", HasSubstr("missing"))));
+}
+
+TEST_F(Hsmscan, LogLevel_IsForThisRun)
+{
+    mf_run({L"--log-level", L"c", m_directory.mf_getPath()});
+    mf_run({m_directory.mf_getPath()});
+    auto const level = [](char const * slots) {
+        return f_isRecord('I', "ICLog::mf_setLogLevel", std::string("Log level changed, log slots = ") + slots);
+    };
+    auto const records = f_readTrace(m_logs / L"hsmscan.log");
+    EXPECT_THAT(records, Not(Contains(level("0x01000003")))) << "by then I is off";
+    EXPECT_EQ(2u, records.size()) << "the banners of both runs";
+    mf_run({L"--log-level", L"I", m_directory.mf_getPath()});
+    EXPECT_THAT(f_readTrace(m_logs / L"hsmscan.log"), Contains(level("0x00000103")));
+}
+
+TEST_F(Hsmscan, LogLevelThatIsNone_IsAFailureInTheConsoleForm)
+{
+    RUN const run = mf_run({L"--log-level", L"EQ", m_directory.mf_getPath()});
+    EXPECT_EQ(2u, run.exitCode);
+    EXPECT_THAT(run.errors, HasSubstr("KVR27069E: "));
+    EXPECT_THAT(run.output, Not(HasSubstr("Totals")));
+    EXPECT_THAT(f_readFile(m_logs / L"hsmscan-admin.log"), HasSubstr("KVR27069E"));
+}
+
+TEST_F(Hsmscan, LogSize_IsKept)
+{
+    mf_run({L"--log-size", L"100001", m_directory.mf_getPath()});
+    EXPECT_THAT(f_readTrace(m_logs / L"hsmscan.log"),
+                Contains(f_isRecord('I', "ICLog::mf_updateParameters", HasSubstr("-> 100352 bytes/66%"))));
+    EXPECT_EQ(std::string("\x62\0\0\0", 4), m_registry.mf_read(L"", L"LogFileSize")->m_bytes);
+}
+
+TEST_F(Hsmscan, LogDirectoryThatCannotBeMade_IsAFailureInTheConsoleForm)
+{
+    std::wstring const file = m_directory.mf_makeFile(L"file");
+    RUN const run = mf_run({L"--log-dir", file + L"\\logs", m_directory.mf_getPath()});
+    EXPECT_EQ(2u, run.exitCode);
+    EXPECT_THAT(run.errors, HasSubstr("System, error code"));
+    EXPECT_EQ("", run.output);
 }
