@@ -14,14 +14,8 @@
 #include "tests/support/ICRegistrySandbox.h"
 #include "tests/support/ICTemporaryDirectory.h"
 
-// A folder of language libraries that a test fills as it needs, and a registry root that names it, with the registry up.
-//
-//     ICLanguageDirectory const languages(L"German");
-//     languages.mf_place(ICLanguageDirectory::WRONG_VERSION, L"tnwlangdeu.dll");
-//     ICLanguage::mf_createInstance();
-//
-// At its end the language singleton is deleted, and what is still loaded from the folder is unloaded.
-class ICLanguageDirectory
+// A folder of language libraries that a test fills as it needs. At its end what is still loaded from it is unloaded.
+class ICLanguageFolder
 {
 public:
     static constexpr wchar_t ENGLISH[] = L"tnwlangenu.dll";
@@ -31,24 +25,15 @@ public:
     static constexpr wchar_t NEW_VERSION[] = L"fixtures\\version81003.dll";
     static constexpr wchar_t NO_VERSION[] = L"fixtures\\noversion.dll";
 
-    // `language` is what the registry says; NULL: nothing.
-    explicit ICLanguageDirectory(wchar_t const * language = L"English")
-    {
-        if (language != nullptr) m_registry.mf_writeText(L"", L"Language", language);
-        m_registry.mf_writeText(L"", L"LanguageDir", m_directory.mf_getPath());
-        ICRegistry::mf_createInstance(m_registry.mf_getPath().c_str());
-    }
+    ICLanguageFolder() = default;
+    ICLanguageFolder(ICLanguageFolder const &) = delete;
+    ICLanguageFolder & operator=(ICLanguageFolder const &) = delete;
 
-    ICLanguageDirectory(ICLanguageDirectory const &) = delete;
-    ICLanguageDirectory & operator=(ICLanguageDirectory const &) = delete;
-
-    ~ICLanguageDirectory()
+    ~ICLanguageFolder()
     {
-        if (ICLanguage::m_pThis != nullptr) ICLanguage::mf_deleteInstance();
         for (std::wstring const & library : m_placed)
             while (HMODULE const module = ::GetModuleHandleW(library.c_str()))
                 ::FreeLibrary(module);
-        ICRegistry::mf_deleteInstance();
     }
 
     // Copies a library that was built beside the test program under another name into the folder.
@@ -79,12 +64,38 @@ public:
     }
 
     ICTemporaryDirectory const & mf_getDirectory() const { return m_directory; }
-    ICRegistrySandbox const & mf_getRegistry() const { return m_registry; }
 
 private:
     ICTemporaryDirectory m_directory;
-    ICRegistrySandbox m_registry;
     mutable std::vector<std::wstring> m_placed;
+};
+
+// Such a folder and a registry root that names it, with the registry up. At its end the language singleton is deleted.
+//
+//     ICLanguageDirectory const languages(L"German");
+//     languages.mf_place(ICLanguageDirectory::OLD_VERSION, L"tnwlangdeu.dll");
+//     ICLanguage::mf_createInstance();
+class ICLanguageDirectory : public ICLanguageFolder
+{
+public:
+    // `language` is what the registry says; NULL: nothing.
+    explicit ICLanguageDirectory(wchar_t const * language = L"English")
+    {
+        if (language != nullptr) m_registry.mf_writeText(L"", L"Language", language);
+        m_registry.mf_writeText(L"", L"LanguageDir", mf_getDirectory().mf_getPath());
+        ICRegistry::mf_createInstance(m_registry.mf_getPath().c_str());
+    }
+
+    ~ICLanguageDirectory()
+    {
+        if (ICLanguage::m_pThis != nullptr) ICLanguage::mf_deleteInstance();
+        ICRegistry::mf_deleteInstance();
+    }
+
+    ICRegistrySandbox const & mf_getRegistry() const { return m_registry; }
+
+private:
+    ICRegistrySandbox m_registry;
 };
 
 // Thread slot, languages and the main thread's context on top of an ICLanguageDirectory.
