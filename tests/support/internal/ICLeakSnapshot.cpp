@@ -1,78 +1,75 @@
 #include "tests/support/internal/ICLeakSnapshot.h"
+#include "tests/support/ICUnixHost.h"
 #include "tests/support/PageGuardHeap.h"
 #include "tests/support/internal/ICGuardArena.h"
-#include "tests/support/internal/ICPlatformFunction.h"
 #include "tests/support/internal/ICUnaligned.h"
 
 #include <winternl.h>
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace
 {
 
 constexpr ULONG STATUS_TOO_SHORT = 0xC0000004;
+constexpr ULONG_PTR HANDLE_STEP = 4;
+constexpr ULONG_PTR HIGHEST_HANDLE = 0x4000000;
 
-// Not in the headers, and too large for the enumeration that is there.
-constexpr ULONG EXTENDED_HANDLE_INFORMATION = 64;
-using QUERY = NTSTATUS(NTAPI *)(ULONG what, void * bytes, ULONG size, ULONG * needed);
-
-struct HANDLE_ENTRY
+ICPageVector<char> f_queryProcesses()
 {
-    void * m_object;
-    ULONG_PTR m_process;
-    ULONG_PTR m_handle;
-    ULONG m_access;
-    USHORT m_backTrace;
-    USHORT m_type;
-    ULONG m_attributes;
-    ULONG m_reserved;
-};
-
-struct HANDLE_TABLE
-{
-    ULONG_PTR m_count;
-    ULONG_PTR m_reserved;
-    HANDLE_ENTRY m_entries[1];
-};
-
-ICPageVector<char> f_query(ULONG what)
-{
-    static auto const query = f_platformFunction<QUERY>(L"ntdll.dll", "NtQuerySystemInformation");
     ICPageVector<char> bytes(0x40000);
     for (;;) {
         ULONG needed = 0;
-        NTSTATUS const status = query(what, bytes.data(), static_cast<ULONG>(bytes.size()), &needed);
+        NTSTATUS const status = ::NtQuerySystemInformation(SystemProcessInformation, bytes.data(),
+                                                           static_cast<ULONG>(bytes.size()), &needed);
         if (static_cast<ULONG>(status) != STATUS_TOO_SHORT) return bytes;
         bytes.resize(bytes.size() * 2);
     }
 }
 
-void f_appendHandles(ICLeakItems & items)
+// nullptr: not listed.
+char const * f_findThisProcess(ICPageVector<char> const & processes)
 {
-    ICPageVector<char> const bytes = f_query(EXTENDED_HANDLE_INFORMATION);
-    auto const * table = reinterpret_cast<HANDLE_TABLE const *>(bytes.data());
-    for (ULONG_PTR index = 0; index < table->m_count; ++index) {
-        HANDLE_ENTRY const & entry = table->m_entries[index];
-        if (entry.m_process == ::GetCurrentProcessId()) items.push_back({entry.m_handle, 0});
+    for (char const * at = processes.data();;) {
+        auto const process = f_readUnaligned<SYSTEM_PROCESS_INFORMATION>(at);
+        if (reinterpret_cast<ULONG_PTR>(process.UniqueProcessId) == ::GetCurrentProcessId()) return at;
+        if (process.NextEntryOffset == 0) return nullptr;
+        at += process.NextEntryOffset;
     }
 }
 
-void f_appendThreads(ICLeakItems & items)
+// Each number is tried. A list of all handles of the system would be one call, but Wine's server dies of it whenever
+// some process has none, as each has for a moment when it starts.
+void f_appendHandles(SYSTEM_PROCESS_INFORMATION const & process, ICLeakItems & items)
 {
-    ICPageVector<char> const bytes = f_query(SystemProcessInformation);
-    char const * at = bytes.data();
-    auto process = f_readUnaligned<SYSTEM_PROCESS_INFORMATION>(at);
-    while (reinterpret_cast<ULONG_PTR>(process.UniqueProcessId) != ::GetCurrentProcessId()) {
-        if (process.NextEntryOffset == 0) return;
-        at += process.NextEntryOffset;
-        process = f_readUnaligned<SYSTEM_PROCESS_INFORMATION>(at);
+    // Windows tells how many handles are open, Wine how many its table has room for.
+    bool const isRoom = f_isUnixHost();
+    ULONG left = process.HandleCount;
+    for (ULONG_PTR value = HANDLE_STEP; left != 0 && value < HIGHEST_HANDLE; value += HANDLE_STEP) {
+        DWORD flags = 0;
+        bool const isOpen = ::GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags) != 0;
+        if (isOpen) items.push_back({value, 0});
+        if (isOpen || isRoom) --left;
     }
-    at += sizeof(process);
-    for (ULONG index = 0; index < process.NumberOfThreads; ++index) {
+}
+
+void f_appendThreads(char const * at, ULONG count, ICLeakItems & items)
+{
+    for (ULONG index = 0; index < count; ++index) {
         auto const thread = f_readUnaligned<SYSTEM_THREAD_INFORMATION>(at + index * sizeof(SYSTEM_THREAD_INFORMATION));
         items.push_back({reinterpret_cast<ULONG_PTR>(thread.ClientId.UniqueThread), 0});
     }
+}
+
+void f_appendHandlesAndThreads(ICLeakSnapshot & snapshot)
+{
+    ICPageVector<char> const processes = f_queryProcesses();
+    char const * const at = f_findThisProcess(processes);
+    if (at == nullptr) throw std::runtime_error("this process is not in the list of processes");
+    auto const process = f_readUnaligned<SYSTEM_PROCESS_INFORMATION>(at);
+    f_appendHandles(process, snapshot.m_handles);
+    f_appendThreads(at + sizeof(process), process.NumberOfThreads, snapshot.m_threads);
 }
 
 void f_appendBlocks(HANDLE heap, ICLeakItems & items)
@@ -97,8 +94,7 @@ ICLeakSnapshot ICLeakSnapshot::mf_take()
     for (DWORD index = 0; index < count; ++index)
         f_appendBlocks(heaps[index], snapshot.m_blocks);
     if (f_isPageGuardHeapInstalled()) ICGuardArena::mf_getThis().mf_appendBlocks(snapshot.m_blocks);
-    f_appendHandles(snapshot.m_handles);
-    f_appendThreads(snapshot.m_threads);
+    f_appendHandlesAndThreads(snapshot);
     std::sort(snapshot.m_blocks.begin(), snapshot.m_blocks.end());
     std::sort(snapshot.m_handles.begin(), snapshot.m_handles.end());
     std::sort(snapshot.m_threads.begin(), snapshot.m_threads.end());

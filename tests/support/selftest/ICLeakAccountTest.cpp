@@ -91,6 +91,21 @@ TEST(ICLeakAccount, LeakedHandles_AreCountedAndNamed)
     EXPECT_TRUE(account.mf_isBalanced()) << account.mf_describe();
 }
 
+TEST(ICLeakAccount, HandleLeakedAboveManyClosed_IsCounted)
+{
+    HANDLE events[500];
+    ICLeakAccount account;
+    for (HANDLE & event : events)
+        event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    EXPECT_FALSE(account.mf_isBalanced());
+    EXPECT_EQ(500, account.mf_getHandles());
+    std::for_each(std::begin(events), std::prev(std::end(events)), &::CloseHandle);
+    EXPECT_FALSE(account.mf_isBalanced());
+    EXPECT_EQ(1, account.mf_getHandles());
+    ::CloseHandle(events[499]);
+    EXPECT_TRUE(account.mf_isBalanced()) << account.mf_describe();
+}
+
 TEST(ICLeakAccount, LeakedBlocks_AreCountedAndShown)
 {
     ICLeakAccount account;
