@@ -98,10 +98,10 @@ ICTemporaryDirectory::~ICTemporaryDirectory()
 {
     ulong const lastError = ::GetLastError();
     try {
-        // Wine sees no links and would delete what they point to, so where there may be some the host removes them. It is
-        // asked no more often than that: Wine's server loses count of its clients over programs of the host.
-        bool const mayHoldLinks = f_wasHostUsed();
-        if (mayHoldLinks || (!f_removeTree(f_longPath(m_path)) && f_isUnixHost())) f_removeByHost(m_path);
+        if (f_isUnixHost())
+            f_removeByHost(m_path);
+        else
+            f_removeTree(f_longPath(m_path));
     }
     catch (std::runtime_error const & failure) {
         ADD_FAILURE() << failure.what();

@@ -63,8 +63,6 @@ void f_startShell(std::wstring commandLine)
 
 constexpr int TRIES = 10'000;
 
-bool g_wasHostUsed = false;
-
 } // namespace
 
 bool f_isUnixHost()
@@ -73,14 +71,8 @@ bool f_isUnixHost()
     return isWine;
 }
 
-bool f_wasHostUsed()
-{
-    return g_wasHostUsed;
-}
-
 bool f_runOnHost(std::wstring const & command)
 {
-    g_wasHostUsed = true;
     // Such a process cannot be waited for. It renames a file into place when it has ended.
     std::wstring const marker = f_markerFile();
     std::wstring const hostMarker = f_hostPath(marker);

@@ -15,8 +15,5 @@ bool f_isUnixHost();
 // Runs a shell command and waits for its end. True if it answered 0.
 bool f_runOnHost(std::wstring const & command);
 
-// Whether this program has run any, and so may have made links.
-bool f_wasHostUsed();
-
 // The host's name of an absolute path, quoted for the shell. What the path names need not exist, its directory must.
 std::wstring f_hostPath(std::wstring const & path);
