@@ -4,7 +4,8 @@
 #
 #   cmake/wine.sh PROGRAM [ARGUMENT...]     CMake takes this as the emulator, so ctest starts every test with it
 #   cmake/wine.sh --prepare                 only makes the prefix
-#   cmake/wine.sh --end                     ends what still runs in the prefix, and saves its registry
+#   cmake/wine.sh --end                     ends what still runs in the prefix and saves its registry, unless a
+#                                           program that was started by this script does
 set -eu
 
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -36,9 +37,12 @@ prepare() {
 
 case ${1-} in
 --prepare) prepare ;;
---end) [ ! -e "$prefix/.made" ] || wineserver -k || true ;;
+--end) [ ! -e "$prefix/.made" ] || flock -n -x -o "$prefix.users" wineserver -k || true ;;
 *)
     prepare
-    exec wine "$@"
+    exec 9>>"$prefix.users"
+    flock -s 9
+    # Not by exec: this script keeps the lock, and what the program leaves running does not get it.
+    wine "$@" 9>&-
     ;;
 esac
