@@ -4,7 +4,6 @@
 
 #include "hsmbase/context/ICString.h"
 #include "hsmbase/failure/internal/ICTrace.h"
-#include "hsmbase/paths/ICFileSize.h"
 #include "hsmbase/paths/ICLongPath.h"
 #include "hsmbase/paths/ICPath.h"
 #include "hsmbase/text/ICEncodedFile.h"

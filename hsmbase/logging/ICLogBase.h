@@ -1,8 +1,6 @@
 #pragma once
 
-#include "hsmbase/Types.h"
-
-class ICFileSize;
+#include "hsmbase/paths/ICFileSize.h"
 
 // What the two log files of a process have in common: the file, its lock, the settings in the registry, and the cut in
 // place that keeps a file within its size. ICLog and ICAdminLog are its children; nobody else has use for it.

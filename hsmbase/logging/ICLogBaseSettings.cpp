@@ -3,7 +3,6 @@
 #include <limits>
 
 #include "hsmbase/failure/internal/ICTrace.h"
-#include "hsmbase/paths/ICFileSize.h"
 #include "hsmbase/paths/ICPath.h"
 #include "hsmbase/registry/ICRegistry.h"
 
