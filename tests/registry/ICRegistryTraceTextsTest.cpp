@@ -1,6 +1,6 @@
 // Every line that the registry writes, as a log shows it.
 #include "tests/registry/RegistryTest.h"
-#include "tests/support/LoggedFailure.h"
+#include "tests/support/LoggedPlace.h"
 
 using testing::AllOf;
 using testing::Contains;
@@ -15,13 +15,7 @@ class ICRegistryTexts : public testing::Test
 {
 protected:
     // The text, with "@" for the section and the path.
-    std::string mf_at(std::string text) const
-    {
-        std::string const place = "HKLM\\" + f_logged("", m_path);
-        for (std::size_t at = text.find('@'); at != text.npos; at = text.find('@'))
-            text.replace(at, 1, place);
-        return text;
-    }
+    std::string mf_at(std::string const & text) const { return f_at(text, L"HKLM\\" + m_path); }
 
     testing::Matcher<ICTracedAction const &> mf_isDenied(std::string const & tag, std::string const & text,
                                                          std::string const & end = "") const
