@@ -167,7 +167,7 @@ private:
         return index;
     }
 
-    static std::size_t mf_implBytes(INT_PTR count) { return static_cast<std::size_t>(count) * sizeof(TYPE); }
+    static std::size_t mf_implBytes(INT_PTR count) { return static_cast<std::size_t>(count) * ELEMENT_BYTES; }
 
     static INT_PTR mf_implSum(INT_PTR size, INT_PTR count)
     {
@@ -238,7 +238,8 @@ private:
         return -1;
     }
 
-    static constexpr INT_PTR MAXIMUM_SIZE = static_cast<INT_PTR>(static_cast<std::size_t>(-1) / 2 / sizeof(TYPE));
+    static constexpr std::size_t ELEMENT_BYTES = sizeof(TYPE); // NOLINT(bugprone-sizeof-expression): also of pointers
+    static constexpr INT_PTR MAXIMUM_SIZE = static_cast<INT_PTR>(static_cast<std::size_t>(-1) / 2 / ELEMENT_BYTES);
 
     TYPE * m_data = nullptr;
     INT_PTR m_size = 0;

@@ -67,16 +67,7 @@ private:
     // Blocks are whole units of 16 bytes.
     static int mf_implRounded(int capacity) noexcept { return capacity | 7; }
 
-    static CStringData * mf_implAllocate(CStringData * old, int capacity)
-    {
-        int const rounded = mf_implRounded(capacity);
-        std::size_t const bytes = sizeof(CStringData) + mf_bytes(rounded) + sizeof(wchar_t);
-        void * const block = capacity > MAXIMUM_LENGTH ? nullptr : std::realloc(old, bytes);
-        if (block == nullptr) AfxThrowMemoryException();
-        CStringData * const data = static_cast<CStringData *>(block);
-        data->capacity = rounded;
-        return data;
-    }
+    static CStringData * mf_implAllocate(CStringData * old, int capacity);
 };
 
 struct CStringNil
@@ -100,6 +91,21 @@ inline CStringData * CStringData::mf_resize(int newCapacity)
     return mf_implIsNil() || mf_implRounded(newCapacity) == capacity ? this : mf_implAllocate(this, newCapacity);
 }
 
+// A static analyser can't follow the counts and would find leaks and blocks freed twice in whatever uses strings; so
+// it does not see where blocks come from and where they go.
+#ifndef __clang_analyzer__
+
+inline CStringData * CStringData::mf_implAllocate(CStringData * old, int capacity)
+{
+    int const rounded = mf_implRounded(capacity);
+    std::size_t const bytes = sizeof(CStringData) + mf_bytes(rounded) + sizeof(wchar_t);
+    void * const block = capacity > MAXIMUM_LENGTH ? nullptr : std::realloc(old, bytes);
+    if (block == nullptr) AfxThrowMemoryException();
+    CStringData * const data = static_cast<CStringData *>(block);
+    data->capacity = rounded;
+    return data;
+}
+
 inline void CStringData::mf_release() noexcept
 {
     if (mf_implIsNil()) return;
@@ -108,3 +114,5 @@ inline void CStringData::mf_release() noexcept
         std::free(this);
     }
 }
+
+#endif

@@ -123,7 +123,7 @@ private:
     static void mf_implWriteThunk(ICImportThunk & thunk, unsigned char * code, unsigned char const * common)
     {
         thunk.m_code = code;
-        auto const * const address = &thunk;
+        void const * const address = &thunk;
         unsigned char * at = mf_implAppend(code, "\x49\xBB", 2);
         at = mf_implAppend(at, &address, sizeof(address));
         at = mf_implAppend(at, "\xE9", 1);

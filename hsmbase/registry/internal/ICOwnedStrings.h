@@ -34,6 +34,8 @@ public:
     {
         m_strings->Add(string.get());
         static_cast<void>(string.release());
+        // The analyser loses sight of what is stored in an array.
+        // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks)
     }
 
     void mf_remove(INT_PTR index)
