@@ -34,7 +34,7 @@ public:
     {}
 
     // Get... answers one field of days, hours 0 to 23, minutes and seconds 0 to 59; GetTotal... the whole span, cut.
-    constexpr LONGLONG GetDays() const noexcept { return m_seconds / (24 * 3600); }
+    constexpr LONGLONG GetDays() const noexcept { return m_seconds / (24LL * 3600); }
     constexpr LONGLONG GetTotalHours() const noexcept { return m_seconds / 3600; }
     constexpr LONG GetHours() const noexcept { return static_cast<LONG>(GetTotalHours() % 24); }
     constexpr LONGLONG GetTotalMinutes() const noexcept { return m_seconds / 60; }

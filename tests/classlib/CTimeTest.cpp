@@ -222,8 +222,8 @@ TEST(CTime, FileTime_Before1900_IsZero)
 {
     unsigned long long const days = 24ull * 3600 * 10000000;
     EXPECT_EQ(0, CTime(f_fileTime(100 * days)).GetTime());
-    EXPECT_EQ(0, CTime(f_fileTime(298 * 365 * days)).GetTime());
-    EXPECT_EQ(E_INVALIDARG, f_platformFailure([&] { CTime(f_fileTime(300 * 366 * days)); }))
+    EXPECT_EQ(0, CTime(f_fileTime(298ull * 365 * days)).GetTime());
+    EXPECT_EQ(E_INVALIDARG, f_platformFailure([&] { CTime(f_fileTime(300ull * 366 * days)); }))
         << "after 1900, before 1970";
 }
 

@@ -2,7 +2,6 @@
 
 #include "tests/languages/MessageText.h"
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 using testing::UnorderedElementsAre;
