@@ -29,6 +29,11 @@ if(HSMBASE_COVERAGE)
     target_link_options(hsmbase_options INTERFACE --coverage)
 endif()
 
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    # GCC links the thread library by itself.
+    string(APPEND CMAKE_CXX_STANDARD_LIBRARIES " -lpthread")
+endif()
+
 find_program(CCACHE ccache)
 if(CCACHE)
     set(launcher ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${CCACHE})
