@@ -62,7 +62,7 @@ protected:
     // The full path of the log file: in the directory that the value names, which is made if it is missing. Without that
     // value, in `defaultSubdir` of the installation directory (value "Path"), which is registered and not made. Without
     // either, in `defaultSubdir` of the current directory if that is there, else in the current directory.
-    // Throws Registry for values of another type, and what ICPath::mf_getCurrentDirectory throws.
+    // Throws Unexpected for values of another type, Registry, and what ICPath::mf_getCurrentDirectory throws.
     CString mf_implResolvePath(CString const & fileName, CString const & dirValueName,
                                CString const & defaultSubdir) const;
 
