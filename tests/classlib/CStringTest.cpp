@@ -1,4 +1,5 @@
 #include "tests/classlib/PlatformFailure.h"
+#include "tests/support/ICLeakAccount.h"
 
 #include <gtest/gtest.h>
 
@@ -252,6 +253,8 @@ TEST(CString, EmptyStringOfAnotherModule_IsNeitherKeptNorFreed)
 template<class WORK>
 static void f_runTogether(int count, WORK const & work)
 {
+    // Strings that leak in a loop leave thousands behind.
+    ICLeakAccount::mf_excuse("locks of the run-time get their semaphores when threads first meet at them", 4, 8);
     std::latch start(count);
     std::vector<std::thread> threads;
     for (int seed = 0; seed < count; ++seed) {
