@@ -35,6 +35,17 @@ prepare() {
     } 9>"$prefix.lock"
 }
 
+# Debian's server ends at once with its last program, and a program that connects meanwhile is lost. So it is told to
+# stay for some seconds. It gets its services before any program would start them: they would keep that program's
+# output open, for which ctest waits, as long as the server is there.
+serve() {
+    {
+        flock 9
+        # Answers 2 where one runs already.
+        if wineserver -p10 9>&-; then wine cmd /c exit 9>&-; fi
+    } 9>"$prefix.lock" </dev/null >>"$prefix.log" 2>&1
+}
+
 case ${1-} in
 --prepare) prepare ;;
 --end) [ ! -e "$prefix/.made" ] || flock -n -x -o "$prefix.users" wineserver -k || true ;;
@@ -42,6 +53,7 @@ case ${1-} in
     prepare
     exec 9>>"$prefix.users"
     flock -s 9
+    serve
     # Not by exec: this script keeps the lock, and what the program leaves running does not get it.
     wine "$@" 9>&-
     ;;
