@@ -332,3 +332,15 @@ TEST_F(ICRegistryTexts, SecondInstance_IsRefused)
                 f_fails(ICErrno::_E_::AlreadyInitialized, 'E', "ICRegistry::mf_createInstance",
                         "Registry singleton already initialized"));
 }
+
+TEST_F(ICRegistryTexts, WithoutInstance_NothingIsWritten)
+{
+    CString const root = ICRegistry::mf_getRegistryRoot(L"");
+    ICRegistry::mf_deleteInstance();
+    EXPECT_THAT(m_process.mf_trace([] { ICRegistry::mf_deleteInstance(); }), IsEmpty());
+    ICImportFault const noMemory("_ZnwyRKSt9nothrow_t", ICAnswer::mf_value(nullptr), ICCalls::mf_only(1));
+    ICTracedAction const outcome = m_process.mf_run([&] { ICRegistry::mf_createInstance(root); });
+    EXPECT_EQ(ICErrno::_E_::Memory.mf_getNumber(), outcome.m_failure);
+    EXPECT_THAT(outcome.m_records, IsEmpty());
+    ICRegistry::mf_createInstance(root);
+}

@@ -166,9 +166,23 @@ TEST_F(ICEncodedFileTrace, FilesThatCannotBeMoved)
                             "Failure moving file '@\\a.log'\nfrom backup position '@\\backup\\a-UCS2_LE.log':\n"));
 }
 
+TEST_F(ICEncodedFileTrace, BackupPathThatCannotBeHad)
+{
+    // Nothing that the name is made of fails with one of our failures by itself, so the memory for its text has to.
+    CString const path(L"D:\\logs\\a.log");
+    bool isDue = true;
+    ICImportPatch const memory("realloc", [&](void * block, std::size_t size) -> void * {
+        if (std::exchange(isDue, false)) throw ICErrno(ICErrno::_E_::Memory);
+        return ::realloc(block, size);
+    });
+    EXPECT_THAT(m_process.mf_run([&] { ICEncodedFile::mf_implGetBackupPath(path, ICEncoding::ASCII); }),
+                f_failsShowing(ICErrno::_E_::Memory, "ICEncodedFile::mf_implGetBackupPath",
+                               "Could not evaluate passive log file name: "));
+}
+
 TEST_F(ICEncodedFileTrace, UniqueBackupPathThatCannotBeHad)
 {
-    // Nothing that the name is made of fails by itself, so the clock has to.
+    // Here the clock.
     ICImportPatch const clock(IC_IMPORT(_time64),
                               [](__time64_t *) -> __time64_t { throw ICErrno(ICErrno::_E_::Path); });
     EXPECT_THAT(m_process.mf_run([] { ICEncodedFile::mf_implGetBackupPath2(L"D:\\a.log", ICEncoding::ASCII); }),
