@@ -2,6 +2,7 @@
 #include "hsmbase/paths/ICPath.h"
 #include "tests/support/ICFailingClose.h"
 #include "tests/support/ICImportFault.h"
+#include "tests/support/ICImportPatch.h"
 #include "tests/support/LoggedPlace.h"
 
 using testing::AllOf;
@@ -17,7 +18,7 @@ constexpr ulong DENIED = ERROR_ACCESS_DENIED;
 constexpr ulong MISSING[] = {ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND, ERROR_BAD_NETPATH, ERROR_INVALID_NAME};
 
 // Nothing is there, and nothing gets there.
-constexpr wchar_t NONE[] = L"Z:\\none";
+constexpr wchar_t NONE[] = L"Q:\\none";
 
 class ICPathTrace : public testing::Test
 {
@@ -69,14 +70,14 @@ TEST_F(ICPathTrace, Attributes_OfNoPath_AreRefusedAloud)
 
 TEST_F(ICPathTrace, Attributes_ThatCannotBeRead)
 {
-    std::string const text = "Failure getting file attributes for file 'Z:\\none':\n";
+    std::string const text = "Failure getting file attributes for file 'Q:\\none':\n";
     auto const get = [] { ICPath::mf_getAttributes(NONE, 1); };
     mf_expectFailing("GetFileAttributesW", DENIED, get, ICErrno::_E_::FileAccess, "mf_getAttributes", text);
     for (ulong const missing : MISSING)
         mf_expectFailing("GetFileAttributesW", missing, get, ICErrno::_E_::FileNotFound, "mf_getAttributes", text);
     mf_expectFailing(
         "GetFileAttributesW", DENIED, [] { ICPath::mf_isDirectory(NONE); }, ICErrno::_E_::FileAccess, "mf_isDirectory",
-        "Failure getting attributes for path 'Z:\\none':\n");
+        "Failure getting attributes for path 'Q:\\none':\n");
 }
 
 TEST_F(ICPathTrace, Attributes_AskedQuietly_LeaveNoLine)
@@ -91,7 +92,7 @@ TEST_F(ICPathTrace, Attributes_AskedQuietly_LeaveNoLine)
 
 TEST_F(ICPathTrace, Attributes_ThatCannotBeSet)
 {
-    std::string const text = "Failure setting file attributes for file\n'Z:\\none':\n";
+    std::string const text = "Failure setting file attributes for file\n'Q:\\none':\n";
     auto const set = [] { ICPath::mf_setAttributes(NONE, 0); };
     mf_expectFailing("SetFileAttributesW", ERROR_BAD_NETPATH, set, ICErrno::_E_::FileAccess, "mf_setAttributes", text);
     mf_expectFailing("SetFileAttributesW", ERROR_PATH_NOT_FOUND, set, ICErrno::_E_::FileNotFound, "mf_setAttributes",
@@ -104,8 +105,8 @@ TEST_F(ICPathTrace, W32Attributes_OfAFileThatDoesNotOpen_AreAWarning)
     auto const warns = [](ICErrnoValue const & constant, ulong error) {
         return AllOf(
             f_fails(constant, error, 'W', "ICPath::mf_getW32FileAttributes::2",
-                    f_logged("Failure opening file 'Z:\\none':\n", constant, error)),
-            f_failsShowing(constant, error, "ICPath::mf_getSize", "Failure querying file size for 'Z:\\none':\n"));
+                    f_logged("Failure opening file 'Q:\\none':\n", constant, error)),
+            f_failsShowing(constant, error, "ICPath::mf_getSize", "Failure querying file size for 'Q:\\none':\n"));
     };
     {
         ICImportFault const missing("CreateFileW", ERROR_FILE_NOT_FOUND);
@@ -136,7 +137,23 @@ TEST_F(ICPathTrace, Mkdir_Refused)
 {
     mf_expectFailing(
         "CreateDirectoryW", DENIED, [] { ICPath::mf_mkdir(NONE); }, ICErrno::_E_::FileOpen, "mf_mkdir",
-        "Failure creating directory 'Z:\\none':\n");
+        "Failure creating directory 'Q:\\none':\n");
+}
+
+TEST_F(ICPathTrace, Mkdir_CheckThatFails)
+{
+    // The check throws none of our failures by itself, so the memory for its warning has to.
+    ICImportFault const denied("GetFileAttributesW", DENIED);
+    bool isDue = true;
+    ICImportPatch const memory("realloc", [&](void * block, std::size_t size) -> void * {
+        if (isDue && std::current_exception()) {
+            isDue = false;
+            throw ICErrno(ICErrno::_E_::Memory);
+        }
+        return ::realloc(block, size);
+    });
+    EXPECT_THAT(m_process.mf_run([] { ICPath::mf_mkdir(NONE); }),
+                f_failsShowing(ICErrno::_E_::Memory, "ICPath::mf_mkdir", "Failure checking existence of 'Q:\\none'\n"));
 }
 
 TEST_F(ICPathTrace, Mkdirs_TellsWhatWasMade)
