@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "bench/BenchFrame.h"
 #include "bench/BenchRegistry.h"
-#include "frame/ICProgramFrame.h"
 
 // One line a test case: the medians of its two benchmarks, "ours" and "peer", their ratio, and the goal that stands in
 // the tag [goal:1.05]. Further benchmarks of a case are shown with their ratio to the peer.
@@ -95,7 +95,7 @@ CATCH_REGISTER_REPORTER("ratio", RatioReporter)
 int main(int argc, char * argv[])
 {
     BenchRegistry const registry;
-    ICProgramFrame const frame(BenchRegistry::ROOT);
+    ICProgramFrame const frame(f_benchFrame());
     Catch::Session session;
     session.configData().reporterName = "ratio";
     session.configData().benchmarkSamples = 200;

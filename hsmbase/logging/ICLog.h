@@ -157,7 +157,7 @@ private:
     int mf_implWriteMessage(ICLogData const & level, char const * function, char const * format,
                             va_list arguments) const;
     template<class CHAR>
-    int mf_implWrite(ICLogData const & level, CHAR const * function, CHAR const * format, va_list arguments) const;
+    int mf_implWrite(ICLogData const & given, CHAR const * function, CHAR const * format, va_list arguments) const;
     template<class LINE>
     int mf_implWriteLine(ICLogData const & level, LINE & line) const;
     void mf_implFire(ICLogData const & level, CString const & text) const;

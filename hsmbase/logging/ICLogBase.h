@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include "hsmbase/paths/ICFileSize.h"
 
 // What the two log files of a process have in common: the file, its lock, the settings in the registry, and the cut in
@@ -123,6 +125,7 @@ protected:
     int m_bStarted;
 
 private:
+    std::optional<CString> mf_implMakePath(CString const & directory, CString const & fileName) const;
     void mf_implStoreDirectory(CString const & valueName, CString const & directory) const;
 
     void mf_implInstallEncoding() const;

@@ -33,7 +33,7 @@ static long long f_findRecordStart(unsigned char const * buffer, ulong bytes)
     while (index > 0 && (!isLineFeed(index) || isBlank(index + 1)))
         --index;
     if (isLineFeed(index)) ++index;
-    return index * UNIT_BYTES;
+    return static_cast<long long>(index) * UNIT_BYTES;
 }
 
 int ICLogBase::mf_implSeekEnd(long long & size) const

@@ -143,16 +143,8 @@ CString ICLogBase::mf_implResolvePath(CString const & fileName, CString const & 
     CString directory;
     if (ICRegistry::mf_exists(dirValueName, root, HKEY_LOCAL_MACHINE)) {
         ICRegistry::mf_getValue(dirValueName, directory, root, HKEY_LOCAL_MACHINE);
-        if (!ICPath::mf_exists(directory)) {
-            try {
-                ICPath::mf_mkdirs(directory);
-                return ICPath::mf_appendFile(directory, fileName);
-            }
-            catch (ICErrno & failure) {
-                mf_implWriteError(CString(L"COULD NOT CREATE LOG FILE DIRECTORY:\r\n") + ICLog::TAB +
-                                  failure.mf_toString());
-            }
-        }
+        if (!ICPath::mf_exists(directory))
+            if (auto const path = mf_implMakePath(directory, fileName)) return *path;
     } else if (ICRegistry::mf_exists(L"Path", root, HKEY_LOCAL_MACHINE)) {
         ICRegistry::mf_getValue(L"Path", directory, root, HKEY_LOCAL_MACHINE);
         directory += defaultSubdir + L"\\";
@@ -162,6 +154,19 @@ CString ICLogBase::mf_implResolvePath(CString const & fileName, CString const & 
         if (ICPath::mf_exists(defaultSubdir)) directory += L"\\" + defaultSubdir + L"\\";
     }
     return ICPath::mf_appendFile(directory, fileName);
+}
+
+// The path of the file, whose directory is made. Nothing after a failure, which is told.
+std::optional<CString> ICLogBase::mf_implMakePath(CString const & directory, CString const & fileName) const
+{
+    try {
+        ICPath::mf_mkdirs(directory);
+        return ICPath::mf_appendFile(directory, fileName);
+    }
+    catch (ICErrno & failure) {
+        mf_implWriteError(CString(L"COULD NOT CREATE LOG FILE DIRECTORY:\r\n") + ICLog::TAB + failure.mf_toString());
+        return std::nullopt;
+    }
 }
 
 void ICLogBase::mf_implStoreDirectory(CString const & valueName, CString const & directory) const

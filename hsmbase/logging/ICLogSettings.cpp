@@ -1,6 +1,7 @@
 #include "hsmbase/logging/ICLog.h"
 
 #include <cstdio>
+#include <utility>
 
 #include "hsmbase/context/ICString.h"
 #include "hsmbase/context/internal/ICSectionLock.h"
@@ -189,25 +190,24 @@ void ICLog::mf_implUpdateSlots(ICErrnoData & outcome)
 int ICLog::mf_implUpdateWrap(ICErrnoData & outcome)
 {
     int const old = m_bWrap;
-    int wrap = old;
     try {
         mf_implRegisterFileWrap(L"LogFileWrap", 1, 0);
-        wrap = m_bWrap;
-        m_bWrap = old;
+        int const wrap = std::exchange(m_bWrap, old);
         ICTrace const trace(sUpdate);
         if (wrap != old)
             trace.mf_info(L"Log file wrapping is changing, %s -> %s", mf_implGetTruthName(old),
                           mf_implGetTruthName(wrap));
         else
             trace.mf_trace(L"Log wrapping not changed, %s", mf_implGetTruthName(old));
+        return wrap;
     }
     catch (ICErrno & failure) {
         m_bWrap = old;
         // Deliberate: the words of the next step.
         ICTrace(sUpdate).mf_collect(outcome, failure, L"Failure updating log file size / percent: %s",
                                     failure.mf_toString());
+        return old;
     }
-    return wrap;
 }
 
 void ICLog::mf_implUpdateFileSize(ICErrnoData & outcome)
@@ -255,23 +255,22 @@ int ICLog::mf_implUpdateLocation(ICErrnoData & outcome)
 int ICLog::mf_implUpdateEncoding(ICErrnoData & outcome)
 {
     int const old = m_bUcs2;
-    int ucs2 = old;
     try {
         mf_implRegisterCodepage(L"LogFileUcs2", 0, 0);
-        ucs2 = m_bUcs2;
-        m_bUcs2 = old;
+        int const ucs2 = std::exchange(m_bUcs2, old);
         ICTrace const trace(sUpdate);
         if (ucs2 != old)
             trace.mf_info(L"Log file encoding is changing: '%s' -> '%s'", mf_implGetEncodingName(old),
                           mf_implGetEncodingName(ucs2));
         else
             trace.mf_trace(L"Log file encoding has not changed: '%s'", mf_implGetEncodingName(old));
+        return ucs2;
     }
     catch (ICErrno & failure) {
         m_bUcs2 = old;
         ICTrace(sUpdate).mf_collect(outcome, failure, L"Failure updating encoding: %s", failure.mf_toString());
+        return old;
     }
-    return ucs2;
 }
 
 void ICLog::mf_implRestart(int wrap, int ucs2, ICErrnoData & outcome)

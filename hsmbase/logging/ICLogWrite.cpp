@@ -52,24 +52,20 @@ ICLogLine<char> & f_line()
     return g_writers.narrowLines[g_writers.depth > 0];
 }
 
-// The texts of a write path; by its width and by that of the file.
+// The texts of a write path, by whether the file is UCS-2.
 struct WRITE_FAILURES
 {
     wchar_t const * check;
     wchar_t const * write;
 };
 
-template<class CHAR>
-constexpr WRITE_FAILURES WRITE_FAILURES_OF[2];
-template<>
-constexpr WRITE_FAILURES WRITE_FAILURES_OF<char>[] = {
+constexpr WRITE_FAILURES NARROW_FAILURES[] = {
     {L"ICLog::mf_implWriteMessage(1.3): FAILURE CHECKING/TRUNCATING LOG FILE (%lu)",
      L"ICLog::mf_implWriteMessage(1.4): FAILURE WRITING TO LOG FILE (%lu)"},
     {L"ICLog::mf_implWriteMessage(1.1): FAILURE CHECKING/TRUNCATING LOG FILE (%lu)",
      L"ICLog::mf_implWriteMessage(1.2): FAILURE WRITING TO LOG FILE (%lu)"},
 };
-template<>
-constexpr WRITE_FAILURES WRITE_FAILURES_OF<wchar_t>[] = {
+constexpr WRITE_FAILURES WIDE_FAILURES[] = {
     {L"ICLog::mf_implWriteMessage(2.3): FAILURE CHECKING/TRUNCATING LOG FILE (%lu)",
      L"ICLog::mf_implWriteMessage(2.4): FAILURE WRITING TO LOG FILE (%lu)"},
     {L"ICLog::mf_implWriteMessage(2.1): FAILURE CHECKING/TRUNCATING LOG FILE (%lu)",
@@ -154,7 +150,7 @@ int ICLog::mf_implWrite(ICLogData const & given, CHAR const * function, CHAR con
     mf_implLock();
     ICLogLine<CHAR> & line = f_line<CHAR>();
     if (level & m_ulLogSlots) {
-        if constexpr (sizeof(CHAR) == sizeof(wchar_t))
+        if constexpr (ICLogLine<CHAR>::IS_WIDE)
             line.mf_putHead(m_szProcessNameW, m_ulProcessId, function, level.mf_getFlagChar());
         else
             line.mf_putHead(m_szProcessNameA, m_ulProcessId, function, level.mf_getFlagChar());
@@ -191,7 +187,7 @@ int ICLog::mf_implWrite(ICLogData const & given, CHAR const * function, CHAR con
 template<class LINE>
 int ICLog::mf_implWriteLine(ICLogData const & level, LINE & line) const
 {
-    WRITE_FAILURES const & failures = WRITE_FAILURES_OF<typename LINE::CHARACTER>[m_bUcs2 != 0];
+    WRITE_FAILURES const & failures = (LINE::IS_WIDE ? WIDE_FAILURES : NARROW_FAILURES)[m_bUcs2 != 0];
     auto const bytes = line.mf_getBytes(m_bUcs2);
     if (!mf_implTruncateFile(bytes.count)) return mf_implWriteSystemError(failures.check);
     if (!mf_implWriteBytes(bytes.start, bytes.count)) return mf_implWriteSystemError(failures.write);

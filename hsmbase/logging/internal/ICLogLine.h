@@ -21,7 +21,7 @@ template<class CHAR>
 class ICLogLine
 {
 public:
-    using CHARACTER = CHAR;
+    static constexpr bool IS_WIDE = sizeof(CHAR) == sizeof(wchar_t);
     static constexpr ulong CAPACITY = 8192;
 
     // "%s (%4.4X:%4.4X) %s", cut or filled to 57 characters, then " yy-mm-dd hh:mm:ss.mmm\r\n l: ".
@@ -72,7 +72,6 @@ public:
     };
     BYTES mf_getBytes(int ucs2)
     {
-        constexpr bool IS_WIDE = sizeof(CHAR) == sizeof(wchar_t);
         if (IS_WIDE == (ucs2 != 0)) return {m_text, mf_getLength() * static_cast<ulong>(sizeof(CHAR))};
         return {m_converted, mf_convert(m_text, mf_getLength())};
     }
