@@ -26,7 +26,7 @@ public:
     int mf_getNext() const { return m_next; }
 
 private:
-    std::atomic<int> m_next;
+    mutable std::atomic<int> m_next; // goes on in a clock that is const, too
     ICImportPatch const m_patch{
         IC_IMPORT(GetLocalTime), [this](SYSTEMTIME * now) {
             int const number = m_next++;
