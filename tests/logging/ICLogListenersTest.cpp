@@ -3,14 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <memory>
-#include <semaphore>
 #include <stdexcept>
 #include <thread>
 
 #include "hsmbase/events/ICLogEvent.h"
 #include "tests/events/EventsTest.h"
+#include "tests/logging/ICMeetingPoint.h"
 #include "tests/logging/ICTestLog.h"
 #include "tests/support/ICChildProcess.h"
 #include "tests/support/ICImportFault.h"
@@ -93,12 +92,6 @@ std::jthread f_startWorker(WORK work)
         work();
         ICThreadContext::mf_delete();
     });
-}
-
-// A limit that only a test that would hang meets.
-bool f_acquire(std::binary_semaphore & semaphore)
-{
-    return semaphore.try_acquire_for(std::chrono::seconds(30));
 }
 
 } // namespace
@@ -277,19 +270,19 @@ TEST(ICLogListeners, ListenerThatIsGone_IsToldNothing)
 
 namespace
 {
-// The next write of the library, on whatever thread.
+// Meets the test at the next write of the library, on whatever thread.
 class ICNextWrite
 {
 public:
     void mf_expect() { m_isExpected = true; }
-    bool mf_wait() { return f_acquire(m_isDone); }
+    bool mf_wait() { return m_isDone.mf_arrive(); }
 
 private:
     std::atomic<bool> m_isExpected = false;
-    std::binary_semaphore m_isDone{0};
+    ICMeetingPoint m_isDone{2};
     ICImportPatch const m_patch{IC_IMPORT(WriteFile), [this](auto... call) {
                                     BOOL const isDone = ::WriteFile(call...);
-                                    if (m_isExpected.exchange(false)) m_isDone.release();
+                                    if (m_isExpected.exchange(false)) m_isDone.mf_arrive();
                                     return isDone;
                                 }};
 };
@@ -300,23 +293,23 @@ TEST(ICLogListeners, SlowListener_HoldsUpNoRecordOfOtherThreads)
 {
     ICTracedProcess const process;
     ulong const slowThread = ::GetCurrentThreadId();
-    std::binary_semaphore isReady(0);
-    std::binary_semaphore isInside(0);
+    ICMeetingPoint isReady(2);
+    ICMeetingPoint isInside(2);
     ICNextWrite write;
     bool wasWrittenMeanwhile = false;
     ICKeeper const slow([&](ICEvent const &) {
         if (::GetCurrentThreadId() != slowThread) return;
-        isInside.release();
+        isInside.mf_arrive();
         wasWrittenMeanwhile = write.mf_wait();
     });
     auto const other = f_startWorker([&] {
-        isReady.release();
-        if (!f_acquire(isInside)) return;
+        isReady.mf_arrive();
+        isInside.mf_arrive();
         write.mf_expect();
         f_write(ICLogData::LEVEL_K, L"other");
     });
     // What the other thread traces while it starts is over.
-    ASSERT_TRUE(f_acquire(isReady));
+    ASSERT_TRUE(isReady.mf_arrive());
     f_write(ICLogData::LEVEL_K, L"slow");
     EXPECT_TRUE(wasWrittenMeanwhile);
 }
@@ -360,7 +353,8 @@ TEST(ICLogListeners, FailureOfTheDeliveryItself_IsLeftInTheFileAsHalfAText)
 namespace
 {
 
-constexpr int ROUNDS = 300;
+constexpr int ROUNDS = 400;
+constexpr int THREADS = 5;
 
 // Logs from inside, in each thread by itself.
 class ICLoggingListener : public ICTestListener
@@ -377,15 +371,41 @@ public:
 };
 
 template<class STEP>
-std::jthread f_startRounds(STEP step)
+std::jthread f_startRounds(ICMeetingPoint & start, STEP step)
 {
-    return f_startWorker([step] {
+    return f_startWorker([&start, step] {
+        start.mf_arrive();
         for (int round = 0; round < ROUNDS; ++round)
             step(round);
     });
 }
 
 } // namespace
+
+// What traces under the log's lock holds the broadcaster's lock already, and took it first: else it would wait for one
+// that a listener holds who waits for the log.
+TEST(ICLogListeners, LineUnderTheLogsLock_ComesFromWhoHoldsTheBroadcastersLock)
+{
+    ICTracedProcess const process;
+    CRITICAL_SECTION const & logLock = ICLog::m_pThis->ICLogBase::m_csLock;
+    int linesUnderLock = 0;
+    int wrong = 0;
+    ICKeeper const keeper([&](ICEvent const & event) {
+        if (logLock.OwningThread != ::ULongToHandle(::GetCurrentThreadId())) return;
+        ++linesUnderLock;
+        // Once for the delivery, and once before.
+        wrong += event.mf_getBroadcaster()->m_csLock.RecursionCount < 2;
+    });
+    f_write(ICLogData::LEVEL_K, L"x");
+    EXPECT_EQ(0, linesUnderLock);
+    for (auto const operation : {+[] { ICLog::mf_updateParameters(); }, +[] { ICLog::mf_setLogLevel(L"K"); },
+                                 +[] { ICLog::mf_setMaxFileSize(60, 50); }, +[] { ICLog::mf_setCodepage(1); }}) {
+        linesUnderLock = 0;
+        operation();
+        EXPECT_LT(0, linesUnderLock);
+    }
+    EXPECT_EQ(0, wrong);
+}
 
 // Whoever waits for ever is ended by the parent's time limit.
 IC_CHILD(listeners_and_settings)
@@ -394,23 +414,26 @@ IC_CHILD(listeners_and_settings)
     ICLoggingListener const listener;
     ICLoggingListener const guest;
     ICLog::mf_registerLogListener(&listener);
+    ICMeetingPoint start(THREADS);
     {
-        std::jthread const threads[] = {
-            f_startRounds([](int) { f_write(ICLogData::LEVEL_K, L"wide"); }),
-            f_startRounds([](int) { f_write(ICLogData::LEVEL_E, "8-bit"); }),
-            f_startRounds([](int) { ICLog::mf_updateParameters(); }),
-            f_startRounds([&process](int round) {
-                process.mf_getRegistry().mf_writeNumber(L"", L"LogFileSize", round % 2 ? 50 : 51);
-                ICLog::mf_setLogLevel(round % 2 ? L"KITWDC" : L"K");
-                ICLog::mf_setMaxFileSize(50, 60);
-                ICLog::mf_toSingletonString(L"");
-            }),
-            f_startRounds([&guest](int) {
-                ICLog::mf_registerLogListener(&guest);
-                ICLog::mf_removeLogListener(&guest);
-                ICLog::mf_flush();
-                ICLog::mf_hasLogLevel(ICLogData::LEVEL_T);
-            }),
+        std::jthread const threads[THREADS] = {
+            f_startRounds(start, [](int) { f_write(ICLogData::LEVEL_K, L"wide"); }),
+            f_startRounds(start, [](int) { f_write(ICLogData::LEVEL_E, "8-bit"); }),
+            f_startRounds(start, [](int) { ICLog::mf_updateParameters(); }),
+            f_startRounds(start,
+                          [&process](int round) {
+                              process.mf_getRegistry().mf_writeNumber(L"", L"LogFileSize", round % 2 ? 50 : 51);
+                              ICLog::mf_setLogLevel(round % 2 ? L"KITWDC" : L"K");
+                              ICLog::mf_setMaxFileSize(50, 60);
+                              ICLog::mf_toSingletonString(L"");
+                          }),
+            f_startRounds(start,
+                          [&guest](int) {
+                              ICLog::mf_registerLogListener(&guest);
+                              ICLog::mf_removeLogListener(&guest);
+                              ICLog::mf_flush();
+                              ICLog::mf_hasLogLevel(ICLogData::LEVEL_T);
+                          }),
         };
     }
     ICLog::mf_removeLogListener(&listener);

@@ -1,13 +1,12 @@
 // Nothing is lost or torn: many threads write while all settings change.
 #include <algorithm>
-#include <barrier>
 #include <filesystem>
 #include <functional>
-#include <latch>
 #include <map>
 #include <random>
 #include <thread>
 
+#include "tests/logging/ICMeetingPoint.h"
 #include "tests/logging/NumberedRecords.h"
 
 namespace
@@ -38,12 +37,12 @@ struct LOG_FILE
 template<class WORK>
 void f_onWriterThreads(WORK work)
 {
-    std::latch start(WRITERS);
+    ICMeetingPoint start(WRITERS);
     std::vector<std::jthread> threads;
     for (int writer = 0; writer < WRITERS; ++writer)
         threads.emplace_back([&work, &start, writer] {
             ICThreadContext::mf_create(ICThreadContext::TYPE_WORKER, static_cast<ulong>(writer));
-            start.arrive_and_wait();
+            start.mf_arrive();
             work(writer);
             ICThreadContext::mf_delete();
         });
@@ -324,11 +323,11 @@ protected:
     {
         ICSecondsClock const everySecondANewFile(1);
         mf_open({.kBytes = sizes[0]});
-        std::barrier round(WRITERS + 1);
+        ICMeetingPoint round(WRITERS + 1);
         std::jthread const changing([&] { mf_changeAll(sizes, round); });
         f_onWriterThreads([&](int writer) {
             for (int number = 0; number < ROUNDS * MESSAGES_PER_ROUND; ++number) {
-                if (number % MESSAGES_PER_ROUND == 0) round.arrive_and_wait();
+                if (number % MESSAGES_PER_ROUND == 0) round.mf_arrive();
                 f_writeNumbered(ICLogData::LEVEL_K, writer, number);
                 f_writeNumbered(ICLogData::LEVEL_T, writer + WRITERS, number);
             }
@@ -336,13 +335,12 @@ protected:
     }
 
 private:
-    template<class BARRIER>
-    void mf_changeAll(std::vector<ulong> const & sizes, BARRIER & round)
+    void mf_changeAll(std::vector<ulong> const & sizes, ICMeetingPoint & round)
     {
         ICThreadContext::mf_create(ICThreadContext::TYPE_CONTROLLER, 0);
         ICChangingSettings settings([this](auto name, ulong number) { mf_set(name, number); }, sizes);
         for (int count = 0; count < ROUNDS; ++count) {
-            round.arrive_and_wait();
+            round.mf_arrive();
             settings.mf_change();
             mf_setDirectory(settings.mf_pick({0, 1}) ? L"one" : L"two\\deep");
             ICLog::mf_updateParameters();
