@@ -4,7 +4,7 @@
 
 // The constants need no run time: whatever static meets them first finds them built.
 #define ICEVENT_KIND(name, id) constexpr ICEVENT_ID ICEvent::name(id);
-#include "hsmbase/events/ICEventIds.inc"
+#include "hsmbase/events/ICEventIds.def"
 
 namespace
 {
@@ -18,7 +18,7 @@ struct KIND
 
 constexpr KIND KINDS[] = {
 #define ICEVENT_KIND(name, id) {ICEVENT_ID(id), L## #name},
-#include "hsmbase/events/ICEventIds.inc"
+#include "hsmbase/events/ICEventIds.def"
 };
 
 CString f_toHexadecimal(ICEVENT_ID id)

@@ -18,7 +18,7 @@ class HSMBASE_EXPORT ICEvent
 {
 public:
 #define ICEVENT_KIND(name, id) static ICEVENT_ID const name;
-#include "hsmbase/events/ICEventIds.inc"
+#include "hsmbase/events/ICEventIds.def"
 
     // The broadcaster isn't owned and may be NULL.
     ICEvent(ICEVENT_ID id, ICEventBroadcaster const * broadcaster, CString const & message);

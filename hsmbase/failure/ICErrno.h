@@ -23,22 +23,22 @@ public:
     struct HSMBASE_EXPORT _I_
     {
 #define ICERRNO_I ICERRNO_CONSTANT
-#include "hsmbase/failure/ICErrnoConstants.inc"
+#include "hsmbase/failure/ICErrnoConstants.def"
     };
     struct HSMBASE_EXPORT _W_
     {
 #define ICERRNO_W ICERRNO_CONSTANT
-#include "hsmbase/failure/ICErrnoConstants.inc"
+#include "hsmbase/failure/ICErrnoConstants.def"
     };
     struct HSMBASE_EXPORT _E_
     {
 #define ICERRNO_E ICERRNO_CONSTANT
-#include "hsmbase/failure/ICErrnoConstants.inc"
+#include "hsmbase/failure/ICErrnoConstants.def"
     };
     struct HSMBASE_EXPORT _S_
     {
 #define ICERRNO_S ICERRNO_CONSTANT
-#include "hsmbase/failure/ICErrnoConstants.inc"
+#include "hsmbase/failure/ICErrnoConstants.def"
     };
 #undef ICERRNO_CONSTANT
 

@@ -5,4 +5,4 @@
 #define ICERRNO_W(name, id, resource) constexpr ICErrnoValue ICErrno::_W_::name(0x02000000 | id, resource);
 #define ICERRNO_E(name, id, resource) constexpr ICErrnoValue ICErrno::_E_::name(0x03000000 | id, resource);
 #define ICERRNO_S(name, id, resource) constexpr ICErrnoValue ICErrno::_S_::name(0x04000000 | id, resource);
-#include "hsmbase/failure/ICErrnoConstants.inc"
+#include "hsmbase/failure/ICErrnoConstants.def"

@@ -87,8 +87,10 @@ int ICLogBase::mf_implMarkStart() const
         return 1;
     }
     catch (ICErrno & failure) {
-        mf_implWriteError(L"ICLogBase::mf_implTruncateFile(1.5): FAILURE WRITING BYTE-ORDER-MARK: " +
-                          failure.mf_toString());
+        CString text;
+        text.Format(L"ICLogBase::mf_implTruncateFile(1.5): FAILURE WRITING BYTE-ORDER-MARK: %s",
+                    failure.mf_toString().GetString());
+        mf_implWriteError(text);
         return 0;
     }
 }

@@ -247,7 +247,9 @@ int ICLog::mf_implBeginNewFile()
     }
     catch (ICErrno & failure) {
         ICTrace(_sFunction_).mf_error(L"Failure re-starting logging: %s", failure.mf_toString());
-        mf_implWriteError(L"ICLog::mf_implTruncateFile(1.2): RESTARTING LOG FILE (" + failure.mf_toString() + L")");
+        CString text;
+        text.Format(L"ICLog::mf_implTruncateFile(1.2): RESTARTING LOG FILE (%s)", failure.mf_toString().GetString());
+        mf_implWriteError(text);
         return 0;
     }
 }

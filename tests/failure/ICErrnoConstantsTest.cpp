@@ -27,7 +27,7 @@ std::vector<CONSTANT> const & f_constants()
 #define ICERRNO_W(name, id, resource) {"W", #name, &ICErrno::_W_::name, 0x02000000 + id, resource},
 #define ICERRNO_E(name, id, resource) {"E", #name, &ICErrno::_E_::name, 0x03000000 + id, resource},
 #define ICERRNO_S(name, id, resource) {"S", #name, &ICErrno::_S_::name, 0x04000000 + id, resource},
-#include "hsmbase/failure/ICErrnoConstants.inc"
+#include "hsmbase/failure/ICErrnoConstants.def"
     };
     return constants;
 }

@@ -34,7 +34,7 @@ wchar_t const * const LANGUAGES[] = {
 #define ICERRNO_E(name, id, text) text,
 #define ICERRNO_S(name, id, text) text,
 unsigned const ERROR_CONSTANTS[] = {
-#include "hsmbase/failure/ICErrnoConstants.inc"
+#include "hsmbase/failure/ICErrnoConstants.def"
 };
 
 unsigned long const LIBRARY_VERSION = 81002;

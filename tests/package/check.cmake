@@ -8,7 +8,7 @@ execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD} --config ${CONFIGURA
 set(package "${work}/moved elsewhere")
 file(RENAME ${work}/installed ${package})
 
-file(GLOB_RECURSE texts ${package}/*.h ${package}/*.inc ${package}/*.cmake)
+file(GLOB_RECURSE texts ${package}/*.h ${package}/*.def ${package}/*.cmake)
 if(NOT texts)
     message(FATAL_ERROR "Nothing was installed.")
 endif()
