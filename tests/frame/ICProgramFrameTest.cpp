@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <utility>
 
 #include "hsmbase/context/ICLanguage.h"
 #include "hsmbase/context/ICStatus.h"
@@ -394,4 +396,83 @@ TEST_F(ICProgramFrameLogs, EventSourceThatIsRefused_TakesBothLogsDown)
     EXPECT_THAT(f_readTrace(m_directory / L"a\\b\\trace.log"),
                 Contains(f_isRecord('E', "ICEventLog::ICEventLog",
                                     StartsWith("Failure registering logging event source 'hsmbase-tests':\n"))));
+}
+
+// ------------------------------------------------------------------------------------------ every call that can fail
+
+namespace
+{
+// Lets a frame come up again in this process, and forgets the logs that stay by design.
+void f_forgetTheFrame()
+{
+    ICTlsHandler::m_dwIndexContext = 0xffffffff;
+    delete std::exchange(ICLog::m_pThis, nullptr);
+    delete std::exchange(ICAdminLog::m_pThis, nullptr);
+}
+
+// Whether a frame comes up or fails by an ICErrno, and is down afterwards, with the nth call of the import failing.
+// `isReached` tells whether there was such a call.
+bool f_isFrameSound(ICProgramFrame::OPTIONS const & options, char const * import, ulong call, bool & isReached)
+{
+    ICImportFault const fault(import, ERROR_ACCESS_DENIED, ICCalls::mf_only(call));
+    try {
+        ICProgramFrame const frame(options);
+        f_failForTheAdministrator();
+    }
+    catch (ICErrno &) {
+    }
+    isReached = fault.mf_getCalls() >= call;
+    bool const isSound = f_isAllDown() && ICEventLog::m_pThis == nullptr;
+    f_forgetTheFrame();
+    return isSound;
+}
+} // namespace
+
+IC_CHILD(frame_sweep)
+{
+    int round = 0;
+    for (std::size_t index = 2; index < arguments.size(); ++index) {
+        std::string const import(arguments[index].begin(), arguments[index].end());
+        bool isReached = true;
+        for (ulong call = 1; isReached; ++call) {
+            ICProgramFrame::OPTIONS options = f_loggingOptions(arguments);
+            // The administrator's log keeps its file.
+            options.m_logDirectory.AppendFormat(L"\\%d", ++round);
+            if (f_isFrameSound(options, import.c_str(), call, isReached)) continue;
+            std::printf("%s, call %lu\n", import.c_str(), call);
+            return 1;
+        }
+        if (round < 2) return 2; // not one such call
+    }
+    return 0;
+}
+
+TEST_F(ICProgramFrameLogs, AnyCallThatFails_LeavesTheFrameUpOrDown)
+{
+    static wchar_t const * const imports[] = {L"RegOpenKeyExW",
+                                              L"RegCreateKeyExW",
+                                              L"RegQueryValueExW",
+                                              L"RegSetValueExW",
+                                              L"RegCloseKey",
+                                              L"CreateFileW",
+                                              L"ReadFile",
+                                              L"WriteFile",
+                                              L"SetFilePointerEx",
+                                              L"CloseHandle",
+                                              L"GetFileAttributesW",
+                                              L"CreateDirectoryW",
+                                              L"LoadLibraryW",
+                                              L"GetProcAddress",
+                                              L"FreeLibrary",
+                                              L"LoadStringW",
+                                              L"FormatMessageW",
+                                              L"TlsAlloc",
+                                              L"TlsSetValue",
+                                              L"TlsFree",
+                                              L"RegisterEventSourceW",
+                                              L"DeregisterEventSource"};
+    for (wchar_t const * const import : imports) {
+        ICChildProcess child("frame_sweep", {m_registry.mf_getPath(), m_directory.mf_getPath(), import});
+        EXPECT_EQ(0u, child.mf_getExitCode()) << child.mf_getOutput() << child.mf_getErrors();
+    }
 }

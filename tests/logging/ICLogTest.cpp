@@ -72,6 +72,27 @@ TEST_F(ICLogging, BeforeOpening_CallsAreQuietAndLeaveTheUserLanguage)
     EXPECT_FALSE(f_isThere(mf_getFile()));
 }
 
+// With nothing but the registry up there are no texts and no thread that could trace; the log opens all the same.
+TEST(ICLogPartlyStarted, WithTheRegistryAlone_OpensAndDropsLines)
+{
+    ICRegistrySandbox const registry;
+    ICTemporaryDirectory const directory;
+    registry.mf_writeText(L"", L"LogFileDir", directory.mf_getPath());
+    ICRegistry::mf_createInstance(registry.mf_getPath().c_str());
+    ICLog::mf_openLog(L"app.log");
+    ICStatus::mf_setStatus(ICStatus::STATUS_LOGGING, 1);
+    EXPECT_EQ(1, ICLog::mf_isReady());
+    f_write(ICLogData::LEVEL_E, L"dropped");
+    ICLog::mf_setLogLevel(CString(L"T"));
+    EXPECT_EQ(1, ICLog::mf_hasLogLevel(ICLogData::LEVEL_T));
+    EXPECT_TRUE(f_throws(ICErrno::_E_::Logging, [] { ICLog::mf_setLogLevel(CString(L"Q")); }));
+    EXPECT_NE(-1, ICLog::mf_toSingletonString(L"").Find(L"UCS-2: <resource-id=3522 not loaded>"));
+    ICStatus::mf_setStatus(ICStatus::STATUS_LOGGING, 0);
+    ICLog::mf_closeLog();
+    ICRegistry::mf_deleteInstance();
+    EXPECT_EQ("", f_readFile(directory / L"app.log"));
+}
+
 TEST_F(ICLogging, WithoutALog_QuestionsAboutItFail)
 {
     EXPECT_TRUE(f_throws(ICErrno::_E_::Initialization, [] { ICLog::mf_getFileName(); }));
