@@ -437,7 +437,7 @@ IC_CHILD(frame_sweep)
         for (ulong call = 1; isReached; ++call) {
             ICProgramFrame::OPTIONS options = f_loggingOptions(arguments);
             // The administrator's log keeps its file.
-            options.m_logDirectory.AppendFormat(L"\\%d", ++round);
+            options.m_logDirectory.AppendFormat(L"\\%s-%d", arguments[index].c_str(), ++round);
             if (f_isFrameSound(options, import.c_str(), call, isReached)) continue;
             std::printf("%s, call %lu\n", import.c_str(), call);
             return 1;
@@ -473,6 +473,7 @@ TEST_F(ICProgramFrameLogs, AnyCallThatFails_LeavesTheFrameUpOrDown)
                                               L"DeregisterEventSource"};
     for (wchar_t const * const import : imports) {
         ICChildProcess child("frame_sweep", {m_registry.mf_getPath(), m_directory.mf_getPath(), import});
-        EXPECT_EQ(0u, child.mf_getExitCode()) << child.mf_getOutput() << child.mf_getErrors();
+        EXPECT_EQ(0u, child.mf_getExitCode())
+            << testing::PrintToString(import) << child.mf_getOutput() << child.mf_getErrors();
     }
 }
