@@ -438,6 +438,11 @@ IC_CHILD(frame_sweep)
             ICProgramFrame::OPTIONS options = f_loggingOptions(arguments);
             // The administrator's log keeps its file.
             options.m_logDirectory.AppendFormat(L"\\%s-%d", arguments[index].c_str(), ++round);
+            // Only a file that is there is read.
+            if (import == "ReadFile") {
+                ::CreateDirectoryW(options.m_logDirectory, nullptr);
+                f_writeFile((options.m_logDirectory + L"\\trace.log").GetString(), "text");
+            }
             if (f_isFrameSound(options, import.c_str(), call, isReached)) continue;
             std::printf("%s, call %lu\n", import.c_str(), call);
             return 1;
