@@ -11,10 +11,14 @@
 static constexpr unsigned int RESOURCE_ON = 4471;
 static constexpr unsigned int RESOURCE_OFF = 3522;
 
+// The lock is held for one write, which is over before a waiting thread had fallen asleep: four threads that do nothing
+// but trace are half as fast without.
+static constexpr ulong SPIN_COUNT = 2000;
+
 ICLogBase::ICLogBase()
     : m_hFile(INVALID_HANDLE_VALUE), m_bWrap(1), m_nMaxFileSize(0), m_ulFilePercent(0), m_bUcs2(0), m_bStarted(0)
 {
-    ::InitializeCriticalSection(&m_csLock);
+    ::InitializeCriticalSectionAndSpinCount(&m_csLock, SPIN_COUNT);
 }
 
 ICLogBase::~ICLogBase()
