@@ -223,20 +223,6 @@ TEST_F(ICLogging, NotReady_EveryCallIsHarmless)
     ICLog::m_pThis->mf_implStart();
 }
 
-// Each operation that finds the log not ready leaves one note, by its name.
-TEST_F(ICLogging, NotReady_LeavesANoteWhereAFileTakesIt)
-{
-    ICLog::mf_openLog(L"app.log");
-    ICLog & log = *ICLog::m_pThis;
-    // No file is open when a log isn't ready, so the note meets one only by a detour.
-    std::vector<CString> const notes = {L"ICLog::mf_writeMessage: Logging not initialized",
-                                        L"ICLog::mf_setFileSize: Logging not initialized"};
-    for (CString const & note : notes)
-        ICLogBase::mf_implWriteError(&log, note);
-    EXPECT_EQ(std::size_t(notes[0].GetLength() + notes[1].GetLength()), f_readFile(mf_getFile()).size());
-    ICLogBase::mf_implWriteError(nullptr, notes[0]);
-}
-
 TEST_F(ICLogging, SlotsOff_OpensNoFileAndIsReady)
 {
     ICLog::mf_openLog(L"app.log", 0ul);
