@@ -42,7 +42,8 @@ protected:
         return number;
     }
 
-    ICStartedProcess const m_process;
+    // Of another language than the log's, so that a thread in the wrong one is told.
+    ICStartedProcess const m_process{L"German"};
     ICTemporaryDirectory const m_directory;
 };
 
@@ -311,7 +312,7 @@ TEST_F(ICLogging, ToString_TellsTheSettingsWithRemarks)
     ICLog::mf_openLog(L"app.log");
     CString const path = mf_getFile().c_str();
     EXPECT_STREQ(L"> Logfile '" + path + L"',\r\n> Log level: 0x10400113, File size: 10000 kBytes (default) / 66% " +
-                     L"(default), UCS-2: off",
+                     L"(default), UCS-2: aus",
                  ICLog::mf_toSingletonString(L"> "));
     struct CASE
     {
@@ -319,9 +320,9 @@ TEST_F(ICLogging, ToString_TellsTheSettingsWithRemarks)
         ulong percent;
         wchar_t const * text;
     };
-    CASE const cases[] = {{50, 10, L"50 kBytes (minimum) / 10% (minimum), UCS-2: on"},
-                          {51, 90, L"51 kBytes / 90% (maximum), UCS-2: on"},
-                          {0xffffffff, 11, L"4294967295 kBytes / 11%, UCS-2: on"}};
+    CASE const cases[] = {{50, 10, L"50 kBytes (minimum) / 10% (minimum), UCS-2: ein"},
+                          {51, 90, L"51 kBytes / 90% (maximum), UCS-2: ein"},
+                          {0xffffffff, 11, L"4294967295 kBytes / 11%, UCS-2: ein"}};
     ICLog::mf_setCodepage(1);
     for (CASE const & testCase : cases) {
         ICLog::mf_setMaxFileSize(testCase.kBytes, testCase.percent);
