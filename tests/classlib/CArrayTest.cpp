@@ -1,4 +1,4 @@
-#include "tests/classlib/PlatformFailure.h"
+#include "tests/support/PlatformFailure.h"
 
 #include <afxtempl.h>
 

@@ -1,5 +1,5 @@
-#include "tests/classlib/PlatformFailure.h"
 #include "tests/support/ICLeakAccount.h"
+#include "tests/support/PlatformFailure.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "hsmbase/paths/ICPath.h"
-#include "tests/paths/PlatformFailure.h"
+#include "tests/support/PlatformFailure.h"
 #include "tests/support/Thrown.h"
 
 namespace

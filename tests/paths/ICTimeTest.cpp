@@ -7,10 +7,10 @@
 
 #include "hsmbase/paths/ICFileTime.h"
 #include "hsmbase/paths/ICTime.h"
-#include "tests/paths/PlatformFailure.h"
 #include "tests/support/ICChildProcess.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
+#include "tests/support/PlatformFailure.h"
 #include "tests/support/Thrown.h"
 
 namespace
