@@ -63,9 +63,9 @@ void ICProgramFrame::mf_implStart()
 void ICProgramFrame::mf_implStop()
 {
     while (m_stepsUp > 0) {
-        --m_stepsUp;
+        STEP const & step = STEPS[--m_stepsUp];
         try {
-            (this->*STEPS[m_stepsUp].mf_stop)();
+            (this->*step.mf_stop)();
         }
         catch (ICErrno &) {
             // The step has left its trace; what came up before it must go down all the same.
