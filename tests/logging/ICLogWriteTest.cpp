@@ -299,6 +299,16 @@ TEST_F(ICLogStampedFiles, FailedCheck_IsTold)
               mf_bytesOf([] { f_wide(); }));
 }
 
+TEST_F(ICLogStampedFiles, FailedCheckOfTheNewFile_IsToldThere)
+{
+    ICLog::m_pThis->m_nMaxFileSize = 1;
+    ICImportFault const seek("SetFilePointerEx", ERROR_ACCESS_DENIED, ICCalls::mf_only(2));
+    f_wide();
+    EXPECT_EQ(f_firstHalf(L"ICLog::mf_implTruncateFile(1.1): FAILURE GETTING FILE SIZE (5)") +
+                  f_firstHalf(L"ICLog::mf_implWriteMessage(2.3): FAILURE CHECKING/TRUNCATING LOG FILE (5)"),
+              f_readFile(m_process.mf_getLogFile()));
+}
+
 TEST_F(ICLogStampedFiles, NewFileThatCannotBeOpened_LeavesALogThatIsNotReady)
 {
     ICImportFault const denied("CreateFileW", ERROR_ACCESS_DENIED);
