@@ -7,10 +7,12 @@
 // How a record shows a text that ends with another one, as the reader gives it: lines separated by "\n", no indents.
 inline std::string f_logged(std::string const & text, CString const & shown)
 {
-    std::string bytes(static_cast<std::size_t>(4 * shown.GetLength() + 1), '\0');
-    ::WideCharToMultiByte(CP_UTF8, 0, shown, -1, bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr);
+    std::string bytes(4 * static_cast<std::size_t>(shown.GetLength()), '\0');
+    int const count = ::WideCharToMultiByte(CP_UTF8, 0, shown, shown.GetLength(), bytes.data(),
+                                            static_cast<int>(bytes.size()), nullptr, nullptr);
+    bytes.resize(static_cast<std::size_t>(count));
     std::string logged;
-    for (char const character : text + bytes.c_str()) {
+    for (char const character : text + bytes) {
         bool const isIndent = character == ' ' && logged.ends_with('\n');
         if (character != '\r' && !isIndent) logged += character;
     }
