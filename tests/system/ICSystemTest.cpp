@@ -39,6 +39,44 @@ TEST_F(ICSystemPrivilege, DebugAccess_IsABracketAroundWork)
     EXPECT_EQ(false, f_hasDebugPrivilege());
 }
 
+TEST_F(ICSystemPrivilege, SecurityAccess_IsABracketOfTwoPrivileges)
+{
+    for (int const enable : {1, 0}) {
+        ICSystem::mf_adjustSecurityAccess(enable);
+        EXPECT_EQ(enable != 0, f_hasPrivilege(L"SeRestorePrivilege"));
+        EXPECT_EQ(enable != 0, f_hasPrivilege(L"SeSecurityPrivilege"));
+    }
+}
+
+TEST_F(ICSystemPrivilege, SecurityAccess_BeginsWithTheRightToRestore)
+{
+    std::wstring looked;
+    ICImportPatch const look(IC_IMPORT(LookupPrivilegeValueW),
+                             [&](wchar_t const * system, wchar_t const * name, LUID * id) {
+                                 looked += std::wstring(name) + L" ";
+                                 return ::LookupPrivilegeValueW(system, name, id);
+                             });
+    ICSystem::mf_adjustSecurityAccess(1);
+    EXPECT_EQ(L"SeRestorePrivilege SeSecurityPrivilege ", looked);
+}
+
+TEST_F(ICSystemPrivilege, SecurityAccess_FirstRightRefused_LeavesTheSecondAlone)
+{
+    ICImportFault const refused("AdjustTokenPrivileges", ERROR_ACCESS_DENIED, ICCalls::mf_only(1));
+    EXPECT_TRUE(f_throws(
+        ICErrno::_E_::Security, [] { ICSystem::mf_adjustSecurityAccess(1); }, ERROR_ACCESS_DENIED));
+    EXPECT_EQ(1u, refused.mf_getCalls());
+}
+
+TEST_F(ICSystemPrivilege, SecurityAccess_SecondRightRefused_LeavesTheFirstEnabled)
+{
+    ICImportFault const refused("AdjustTokenPrivileges", ERROR_ACCESS_DENIED, ICCalls::mf_only(2));
+    EXPECT_TRUE(f_throws(
+        ICErrno::_E_::Security, [] { ICSystem::mf_adjustSecurityAccess(1); }, ERROR_ACCESS_DENIED));
+    EXPECT_EQ(true, f_hasPrivilege(L"SeRestorePrivilege"));
+    EXPECT_EQ(false, f_hasPrivilege(L"SeSecurityPrivilege"));
+}
+
 TEST_F(ICSystemPrivilege, AnyNumberButZero_Enables)
 {
     ICSystem::mf_adjustDebugAccess(-7);

@@ -53,6 +53,20 @@ TEST_F(ICSystemTrace, RefusedDisabling_SaysSo)
                                "Failure disabling debug privileges for current thread:\n"));
 }
 
+TEST_F(ICSystemTrace, RefusedSecurityAccess_SaysSo)
+{
+    ICImportFault const refused("AdjustTokenPrivileges", DENIED);
+    auto const isRefused = [](std::string const & text) {
+        return f_failsShowing(ICErrno::_E_::Security, DENIED, "ICSystem::mf_adjustSecurityAccess", text);
+    };
+    EXPECT_THAT(m_process.mf_run([] { ICSystem::mf_adjustSecurityAccess(1); }),
+                AllOf(isRefused("Failure enabling security privileges for current thread:\n"),
+                      f_failsShowing(ICErrno::_E_::Security, DENIED, "ICSystem::mf_implAdjustPrivilege",
+                                     "Failure adjusting privilege 'SeRestorePrivilege':\n")));
+    EXPECT_THAT(m_process.mf_run([] { ICSystem::mf_adjustSecurityAccess(0); }),
+                isRefused("Failure disabling security privileges for current thread:\n"));
+}
+
 TEST_F(ICSystemTrace, NoName_IsRefused)
 {
     EXPECT_THAT(m_process.mf_run([] { ICSystem::mf_implAdjustPrivilege(nullptr, 1); }),

@@ -5,8 +5,8 @@
 #include <optional>
 #include <vector>
 
-// Whether the calling thread's own token has the debug privilege enabled; nothing if the thread has no token.
-inline std::optional<bool> f_hasDebugPrivilege()
+// Whether the calling thread's own token has the privilege enabled; nothing if the thread has no token.
+inline std::optional<bool> f_hasPrivilege(wchar_t const * name)
 {
     HANDLE token = nullptr;
     if (!::OpenThreadToken(::GetCurrentThread(), TOKEN_QUERY, FALSE, &token)) return std::nullopt;
@@ -16,15 +16,20 @@ inline std::optional<bool> f_hasDebugPrivilege()
     ::GetTokenInformation(token, TokenPrivileges, bytes.data(), size, &size);
     ::CloseHandle(token);
 
-    LUID debug = {};
-    ::LookupPrivilegeValueW(nullptr, L"SeDebugPrivilege", &debug);
+    LUID asked = {};
+    ::LookupPrivilegeValueW(nullptr, name, &asked);
     auto const & privileges = *reinterpret_cast<TOKEN_PRIVILEGES const *>(bytes.data());
     for (ulong index = 0; index < privileges.PrivilegeCount; ++index) {
         LUID_AND_ATTRIBUTES const & held = privileges.Privileges[index];
-        if (held.Luid.LowPart == debug.LowPart && held.Luid.HighPart == debug.HighPart)
+        if (held.Luid.LowPart == asked.LowPart && held.Luid.HighPart == asked.HighPart)
             return (held.Attributes & SE_PRIVILEGE_ENABLED) != 0;
     }
     return false;
+}
+
+inline std::optional<bool> f_hasDebugPrivilege()
+{
+    return f_hasPrivilege(L"SeDebugPrivilege");
 }
 
 // The test's thread ends without a token of its own, whatever it got.
