@@ -21,6 +21,7 @@
 #include "hsmbase/failure/ICArray.h"
 #include "hsmbase/failure/ICAttribute.h"
 #include "hsmbase/failure/ICBool.h"
+#include "hsmbase/failure/ICBuffer.h"
 #include "hsmbase/failure/ICErrno.h"
 #include "hsmbase/failure/ICErrnoData.h"
 #include "hsmbase/failure/ICErrnoNumber.h"
