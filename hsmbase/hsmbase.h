@@ -47,3 +47,5 @@
 #include "hsmbase/system/ICSystem.h"
 #include "hsmbase/text/ICEncodedFile.h"
 #include "hsmbase/text/ICEncoding.h"
+#include "hsmbase/volumes/ICMountPoint.h"
+#include "hsmbase/volumes/ICVolume.h"
