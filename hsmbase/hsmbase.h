@@ -43,6 +43,7 @@
 #include "hsmbase/paths/ICTime.h"
 #include "hsmbase/registry/ICRegistry.h"
 #include "hsmbase/system/ICHost.h"
+#include "hsmbase/system/ICModule.h"
 #include "hsmbase/system/ICProcessInfo.h"
 #include "hsmbase/system/ICSystem.h"
 #include "hsmbase/text/ICEncodedFile.h"
