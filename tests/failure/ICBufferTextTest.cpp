@@ -4,6 +4,7 @@
 #include <numeric>
 
 #include "tests/failure/BufferBytes.h"
+#include "tests/support/ICImportPatch.h"
 #include "tests/support/Thrown.h"
 
 using testing::ElementsAre;
@@ -85,6 +86,19 @@ TEST(ICBuffer, FromHexString_ReadsPairs)
     for (CASE const & testCase : cases) {
         SCOPED_TRACE(testing::PrintToString(testCase.text));
         EXPECT_EQ(testCase.expected, f_scanned(testCase.text));
+    }
+}
+
+// Run-times differ in what they leave behind where they scanned nothing.
+TEST(ICBuffer, FromHexString_TakesOnlyWhatCountsAsScanned)
+{
+    for (int const count : {0, -1}) {
+        SCOPED_TRACE(count);
+        ICImportPatch const scan("swscanf_s", [count](wchar_t const *, wchar_t const *, unsigned int * value) {
+            *value = 0xEE;
+            return count;
+        });
+        EXPECT_THAT(f_scanned(L"0x41"), ElementsAre(0, 0));
     }
 }
 

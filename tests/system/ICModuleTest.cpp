@@ -126,6 +126,23 @@ TEST(ICModule, Address_IsThatOfTheFunction)
     EXPECT_EQ(address, module.mf_getAddress(L"?Get<IC>Version@@YA?BKXZ", L"Language"));
 }
 
+// A platform that sets no number must not be blamed with an old one.
+TEST(ICModule, FailuresWithoutNumber_ShowNoneOfBefore)
+{
+    auto const refuse = [](auto...) { return nullptr; };
+    ICModule module(L"kernel32.dll");
+    ::SetLastError(ERROR_FILE_EXISTS);
+    {
+        ICImportPatch const unloadable(IC_IMPORT(LoadLibraryW), refuse);
+        EXPECT_TRUE(f_throws(
+            ICErrno::_E_::DllOpen, [] { ICModule(L"kernel32.dll"); }, 0));
+    }
+    ::SetLastError(ERROR_FILE_EXISTS);
+    ICImportPatch const unknown(IC_IMPORT(GetProcAddress), refuse);
+    EXPECT_TRUE(f_throws(
+        ICErrno::_E_::DllFunction, [&] { module.mf_getAddress(L"Sleep"); }, 0));
+}
+
 TEST(ICModule, Template_TakesThePartAtItsFirstMark)
 {
     ICModule module(L"kernel32.dll");
