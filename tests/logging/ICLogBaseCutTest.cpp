@@ -311,7 +311,7 @@ public:
         CUT cut;
         cut.ucs2 = mf_below(2);
         cut.maximum = mf_below(4) == 0 ? mf_below(9000) : mf_below(400);
-        cut.percent = static_cast<ulong>(10 + mf_below(81));
+        cut.percent = 10 + static_cast<ulong>(mf_below(81));
         cut.bytesToWrite = static_cast<ulong>(mf_below(3));
         int units = static_cast<int>(cut.maximum) + mf_below(mf_below(4) == 0 ? 6000 : 60) - 20;
         if (cut.ucs2) units /= 2;

@@ -4,10 +4,6 @@
 #include "tests/support/ICImportPatch.h"
 #include "tests/support/Thrown.h"
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::StartsWith;
-
 // How a record looks, in both widths.
 
 namespace

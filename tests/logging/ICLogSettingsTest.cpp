@@ -6,13 +6,10 @@
 #include "tests/support/ICImportPatch.h"
 #include "tests/support/Thrown.h"
 
-using testing::_;
-using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsSupersetOf;
-using testing::Not;
 using testing::StartsWith;
 
 // Settings that change while the log is open.

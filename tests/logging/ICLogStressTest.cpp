@@ -179,7 +179,7 @@ private:
     int const m_step;
     long long m_time = 133'500'000'000'000'000;
     ICImportPatch const m_patch{IC_IMPORT(GetSystemTimeAsFileTime), [this](FILETIME * now) {
-                                    m_time += 10'000'000 * m_step;
+                                    m_time += 10'000'000ll * m_step;
                                     *now = {static_cast<DWORD>(m_time), static_cast<DWORD>(m_time >> 32)};
                                 }};
 };

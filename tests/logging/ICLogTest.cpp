@@ -6,13 +6,7 @@
 #include "tests/support/ICImportPatch.h"
 #include "tests/support/Thrown.h"
 
-using testing::_;
-using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::SizeIs;
 using testing::StartsWith;
 
 // Opening, closing, and what the log answers about itself.

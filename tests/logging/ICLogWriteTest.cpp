@@ -7,14 +7,10 @@
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
 
-using testing::_;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
-using testing::StartsWith;
 
 // The way of a record into the file, and what goes wrong on it.
 

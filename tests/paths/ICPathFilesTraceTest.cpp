@@ -3,7 +3,6 @@
 #include "tests/support/ICImportFault.h"
 #include "tests/support/LoggedPlace.h"
 
-using testing::AllOf;
 using testing::Contains;
 using testing::IsEmpty;
 

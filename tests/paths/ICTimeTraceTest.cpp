@@ -24,7 +24,7 @@ TEST(ICTimeTrace, MapToFileTime_Refused_TellsTheStep)
 {
     ICTracedProcess const process;
     auto const map = [](CTime const & time) { return [=] { ICTime::mf_mapCTimeToFileTime(time); }; };
-    EXPECT_THAT(process.mf_run(map(CTime(-365 * 24 * 3600))),
+    EXPECT_THAT(process.mf_run(map(CTime(-365ll * 24 * 3600))),
                 f_fails(ICErrno::_E_::Conversion, 'E', "ICTime::mf_mapCTimeToFileTime",
                         "Conversion CTime -> SYSTEMTIME failed"));
     ICImportFault const denied("SystemTimeToFileTime", ERROR_INVALID_PARAMETER);
