@@ -1,6 +1,7 @@
 #include "hsmbase/context/internal/ICSectionLock.h"
 #include "hsmbase/failure/internal/ICTrace.h"
 #include "hsmbase/logging/ICAdminLog.h"
+#include "hsmbase/logging/internal/ICLogUpdate.h"
 #include "hsmbase/paths/ICPath.h"
 
 // A percent sign as an argument of a trace line.
@@ -89,22 +90,10 @@ void ICAdminLog::mf_implUpdate(ICErrnoData & outcome)
 
 void ICAdminLog::mf_implUpdateFileSize(ICErrnoData & outcome)
 {
-    try {
-        long long const oldSize = m_nMaxFileSize;
-        ulong const oldPercent = m_ulFilePercent;
-        mf_implRegisterFileSize(0);
-        ICTrace const trace(sUpdate);
-        if (m_nMaxFileSize != oldSize || m_ulFilePercent != oldPercent)
-            trace.mf_info(L"Updated admin log max file size/percent, %I64d bytes/%lu%c -> %I64d bytes/%lu%c", oldSize,
-                          oldPercent, PERCENT_SIGN, m_nMaxFileSize, m_ulFilePercent, PERCENT_SIGN);
-        else
-            trace.mf_trace(L"Admin log max file size/percent not changed, %I64d bytes/%lu%c", oldSize, oldPercent,
-                           PERCENT_SIGN);
-    }
-    catch (ICErrno & failure) {
-        ICTrace(sUpdate).mf_collect(outcome, failure, L"Failure updating log file size / percent: %s",
-                                    failure.mf_toString());
-    }
+    f_updateFileSize(sUpdate, m_nMaxFileSize, m_ulFilePercent, outcome,
+                     {L"Updated admin log max file size/percent, %I64d bytes/%lu%c -> %I64d bytes/%lu%c",
+                      L"Admin log max file size/percent not changed, %I64d bytes/%lu%c"},
+                     [this] { mf_implRegisterFileSize(0); });
 }
 
 // Deliberate: by the trace log's value.

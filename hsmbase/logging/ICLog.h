@@ -9,6 +9,8 @@
 class ICErrnoData;
 class ICLogLocks;
 class ICProgramFrame;
+template<class CHAR>
+class ICLogLine;
 
 // The trace log of the process: one trace call for everybody.
 //
@@ -158,6 +160,9 @@ private:
                             va_list arguments) const;
     template<class CHAR>
     int mf_implWrite(ICLogData const & given, CHAR const * function, CHAR const * format, va_list arguments) const;
+    template<class CHAR>
+    void mf_implRender(ICLogLine<CHAR> & line, ICLogData const & level, CHAR const * function, CHAR const * format,
+                       va_list arguments) const;
     template<class LINE>
     int mf_implWriteLine(ICLogData const & level, LINE & line) const;
     void mf_implFire(ICLogData const & level, CString const & text) const;

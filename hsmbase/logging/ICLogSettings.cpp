@@ -1,12 +1,12 @@
 #include "hsmbase/logging/ICLog.h"
 
 #include <cstdio>
-#include <utility>
 
 #include "hsmbase/context/ICString.h"
 #include "hsmbase/context/internal/ICSectionLock.h"
 #include "hsmbase/failure/internal/ICTrace.h"
 #include "hsmbase/logging/internal/ICLogLocks.h"
+#include "hsmbase/logging/internal/ICLogUpdate.h"
 #include "hsmbase/paths/ICPath.h"
 #include "hsmbase/registry/ICRegistry.h"
 #include "hsmbase/system/ICProcessInfo.h"
@@ -159,7 +159,7 @@ void ICLog::mf_updateParameters()
     if (outcome.mf_isSet()) throw ICErrno(outcome);
 }
 
-// Lines go out by the old settings of the file until it is opened anew.
+// Lines go out by the old settings of the file until it is opened anew: the steps answer new ones.
 void ICLog::mf_implUpdate(ICErrnoData & outcome)
 {
     mf_implUpdateSlots(outcome);
@@ -186,48 +186,21 @@ void ICLog::mf_implUpdateSlots(ICErrnoData & outcome)
     }
 }
 
-// Answers the new setting, which isn't in force yet.
 int ICLog::mf_implUpdateWrap(ICErrnoData & outcome)
 {
-    int const old = m_bWrap;
-    try {
-        mf_implRegisterFileWrap(L"LogFileWrap", 1, 0);
-        int const wrap = std::exchange(m_bWrap, old);
-        ICTrace const trace(sUpdate);
-        if (wrap != old)
-            trace.mf_info(L"Log file wrapping is changing, %s -> %s", mf_implGetTruthName(old),
-                          mf_implGetTruthName(wrap));
-        else
-            trace.mf_trace(L"Log wrapping not changed, %s", mf_implGetTruthName(old));
-        return wrap;
-    }
-    catch (ICErrno & failure) {
-        m_bWrap = old;
-        // Deliberate: the words of the next step.
-        ICTrace(sUpdate).mf_collect(outcome, failure, L"Failure updating log file size / percent: %s",
-                                    failure.mf_toString());
-        return old;
-    }
+    // Deliberate: a failure has the words of the next step.
+    return f_updateSwitch(sUpdate, m_bWrap, &mf_implGetTruthName, outcome,
+                          {L"Log file wrapping is changing, %s -> %s", L"Log wrapping not changed, %s",
+                           L"Failure updating log file size / percent: %s"},
+                          [this] { mf_implRegisterFileWrap(L"LogFileWrap", 1, 0); });
 }
 
 void ICLog::mf_implUpdateFileSize(ICErrnoData & outcome)
 {
-    try {
-        long long const oldSize = m_nMaxFileSize;
-        ulong const oldPercent = m_ulFilePercent;
-        mf_implRegisterFileSize(0);
-        ICTrace const trace(sUpdate);
-        if (m_nMaxFileSize != oldSize || m_ulFilePercent != oldPercent)
-            trace.mf_info(L"Updated max log file size/percent, %I64d bytes/%lu%c -> %I64d bytes/%lu%c", oldSize,
-                          oldPercent, PERCENT_SIGN, m_nMaxFileSize, m_ulFilePercent, PERCENT_SIGN);
-        else
-            trace.mf_trace(L"Log max file size/percent not changed, %I64d bytes/%lu%c", oldSize, oldPercent,
-                           PERCENT_SIGN);
-    }
-    catch (ICErrno & failure) {
-        ICTrace(sUpdate).mf_collect(outcome, failure, L"Failure updating log file size / percent: %s",
-                                    failure.mf_toString());
-    }
+    f_updateFileSize(sUpdate, m_nMaxFileSize, m_ulFilePercent, outcome,
+                     {L"Updated max log file size/percent, %I64d bytes/%lu%c -> %I64d bytes/%lu%c",
+                      L"Log max file size/percent not changed, %I64d bytes/%lu%c"},
+                     [this] { mf_implRegisterFileSize(0); });
 }
 
 // Deliberate: the file keeps its name, also the time that it was stamped with.
@@ -251,26 +224,12 @@ int ICLog::mf_implUpdateLocation(ICErrnoData & outcome)
     }
 }
 
-// Answers the new setting, which isn't in force yet.
 int ICLog::mf_implUpdateEncoding(ICErrnoData & outcome)
 {
-    int const old = m_bUcs2;
-    try {
-        mf_implRegisterCodepage(L"LogFileUcs2", 0, 0);
-        int const ucs2 = std::exchange(m_bUcs2, old);
-        ICTrace const trace(sUpdate);
-        if (ucs2 != old)
-            trace.mf_info(L"Log file encoding is changing: '%s' -> '%s'", mf_implGetEncodingName(old),
-                          mf_implGetEncodingName(ucs2));
-        else
-            trace.mf_trace(L"Log file encoding has not changed: '%s'", mf_implGetEncodingName(old));
-        return ucs2;
-    }
-    catch (ICErrno & failure) {
-        m_bUcs2 = old;
-        ICTrace(sUpdate).mf_collect(outcome, failure, L"Failure updating encoding: %s", failure.mf_toString());
-        return old;
-    }
+    return f_updateSwitch(sUpdate, m_bUcs2, &mf_implGetEncodingName, outcome,
+                          {L"Log file encoding is changing: '%s' -> '%s'", L"Log file encoding has not changed: '%s'",
+                           L"Failure updating encoding: %s"},
+                          [this] { mf_implRegisterCodepage(L"LogFileUcs2", 0, 0); });
 }
 
 void ICLog::mf_implRestart(int wrap, int ucs2, ICErrnoData & outcome)

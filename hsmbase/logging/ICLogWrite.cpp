@@ -150,12 +150,7 @@ int ICLog::mf_implWrite(ICLogData const & given, CHAR const * function, CHAR con
     mf_implLock();
     ICLogLine<CHAR> & line = f_line<CHAR>();
     if (level & m_ulLogSlots) {
-        if constexpr (ICLogLine<CHAR>::IS_WIDE)
-            line.mf_putHead(m_szProcessNameW, m_ulProcessId, function, level.mf_getFlagChar());
-        else
-            line.mf_putHead(m_szProcessNameA, m_ulProcessId, function, level.mf_getFlagChar());
-        line.mf_putText(format, arguments);
-        line.mf_grow(mf_implFixBlanks(line.mf_getText(), line.mf_getLength(), line.CAPACITY));
+        mf_implRender(line, level, function, format, arguments);
         ++g_writers.depth;
         result = mf_implWriteLine(level, line);
         --g_writers.depth;
@@ -181,6 +176,18 @@ int ICLog::mf_implWrite(ICLogData const & given, CHAR const * function, CHAR con
     if (!m_listeners.IsEmpty()) mf_implFire(level, CString(line.mf_getText(), static_cast<int>(length)));
     mf_implEndDeferred();
     return result;
+}
+
+template<class CHAR>
+void ICLog::mf_implRender(ICLogLine<CHAR> & line, ICLogData const & level, CHAR const * function, CHAR const * format,
+                          va_list arguments) const
+{
+    if constexpr (ICLogLine<CHAR>::IS_WIDE)
+        line.mf_putHead(m_szProcessNameW, m_ulProcessId, function, level.mf_getFlagChar());
+    else
+        line.mf_putHead(m_szProcessNameA, m_ulProcessId, function, level.mf_getFlagChar());
+    line.mf_putText(format, arguments);
+    line.mf_grow(mf_implFixBlanks(line.mf_getText(), line.mf_getLength(), line.CAPACITY));
 }
 
 // Answers 0, and has told it, if the line didn't get into the file.
