@@ -1,4 +1,5 @@
 #include "tests/support/ICLeakAccount.h"
+#include "tests/support/ICMeetingPoint.h"
 #include "tests/support/PlatformFailure.h"
 
 #include <gtest/gtest.h>
@@ -6,7 +7,6 @@
 #include <algorithm>
 #include <atomic>
 #include <climits>
-#include <latch>
 #include <map>
 #include <string>
 #include <thread>
@@ -255,11 +255,11 @@ static void f_runTogether(int count, WORK const & work)
 {
     // Strings that leak in a loop leave thousands behind.
     ICLeakAccount::mf_excuse("locks of the run-time get their semaphores when threads first meet at them", 4, 8);
-    std::latch start(count);
+    ICMeetingPoint start(count);
     std::vector<std::thread> threads;
     for (int seed = 0; seed < count; ++seed) {
         threads.emplace_back([&, seed] {
-            start.arrive_and_wait();
+            start.mf_arrive();
             work(seed);
         });
     }

@@ -1,6 +1,5 @@
 // Records that end on many threads, and under the locks of the trace log.
 #include <atomic>
-#include <latch>
 #include <map>
 #include <thread>
 #include <vector>
@@ -11,6 +10,7 @@
 #include "tests/logging/ICAdminLogFixture.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICLeakAccount.h"
+#include "tests/support/ICMeetingPoint.h"
 
 namespace
 {
@@ -21,12 +21,12 @@ constexpr int ROUNDS = 40;
 template<class WORK>
 void f_onThreads(int count, WORK work)
 {
-    std::latch start(count);
+    ICMeetingPoint start(count);
     std::vector<std::jthread> threads;
     for (int thread = 0; thread < count; ++thread)
         threads.emplace_back([&work, &start, thread] {
             ICThreadContext::mf_create(ICThreadContext::TYPE_WORKER, static_cast<ulong>(thread));
-            start.arrive_and_wait();
+            start.mf_arrive();
             work(thread);
             ICThreadContext::mf_delete();
         });

@@ -9,7 +9,7 @@
 
 #include "hsmbase/events/ICLogEvent.h"
 #include "tests/events/EventsTest.h"
-#include "tests/logging/ICMeetingPoint.h"
+#include "tests/support/ICMeetingPoint.h"
 #include "tests/logging/ICTestLog.h"
 #include "tests/support/ICChildProcess.h"
 #include "tests/support/ICImportFault.h"

@@ -6,7 +6,7 @@
 #include <random>
 #include <thread>
 
-#include "tests/logging/ICMeetingPoint.h"
+#include "tests/support/ICMeetingPoint.h"
 #include "tests/logging/NumberedRecords.h"
 
 namespace

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <barrier>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -12,6 +11,7 @@
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
 #include "tests/support/ICLeakAccount.h"
+#include "tests/support/ICMeetingPoint.h"
 #include "tests/support/Thrown.h"
 #include "tests/system/ICProcessList.h"
 
@@ -83,11 +83,11 @@ template<class ACTION>
 void f_together(ACTION action)
 {
     ICLeakAccount::mf_excuse("locks get their events when threads first meet at them", 4, 0);
-    std::barrier start(CALLERS);
+    ICMeetingPoint start(CALLERS);
     std::vector<std::thread> callers(CALLERS);
     for (std::thread & caller : callers)
         caller = std::thread([&] {
-            start.arrive_and_wait();
+            start.mf_arrive();
             action();
         });
     for (std::thread & caller : callers)

@@ -2,8 +2,9 @@
 
 #include "tests/support/Platform.h"
 
-// Where threads wait for each other: so many that arrive go on together, again and again. Unlike what the run-time
-// library offers it leaves no handle behind, which a test would have to account for.
+// Where threads wait for each other: so many that arrive go on together, again and again. Unlike std::latch and
+// std::barrier it leaves no handle behind, which a test would have to account for, and misses no wake-up: those of
+// GCC 12 look at the value before they take the lock under which they sleep, and a program stood still of it.
 //
 //     ICMeetingPoint start(2);
 //     std::jthread other([&start] { start.mf_arrive(); ... });
