@@ -3,6 +3,7 @@
 #include "hsmbase/paths/ICLongPath.h"
 #include "hsmbase/paths/ICPath.h"
 #include "hsmbase/paths/internal/ICFileHandle.h"
+#include "hsmbase/paths/internal/ICFirstFailure.h"
 
 // The errors by which the system says that there is no such path.
 // Deliberate: which of them an operation takes for that differs, and callers rely on the lists as they are.
@@ -111,10 +112,9 @@ void ICPath::mf_getW32FileAttributes(CString const & path, _WIN32_FILE_ATTRIBUTE
     static constexpr ulong UNTOUCHED = FILE_FLAG_OPEN_NO_RECALL | FILE_FLAG_OPEN_REPARSE_POINT;
 
     CString const longPath = ICLongPath::mf_addLongPathUNCPrefix(path);
+    ICFileHandle file;
     ::SetLastError(0);
-    ICFileHandle file(
-        ::CreateFileW(longPath, FILE_READ_ATTRIBUTES, FILE_SHARE_READ, nullptr, OPEN_EXISTING, UNTOUCHED, nullptr));
-    if (!file.mf_isOpen()) {
+    if (!f_open(file, longPath, FILE_READ_ATTRIBUTES, FILE_SHARE_READ, OPEN_EXISTING, UNTOUCHED)) {
         ulong const systemError = ::GetLastError();
         ICErrno const failure(f_isMissingOrMisnamed(systemError) ? ICErrno::_E_::FileNotFound : ICErrno::_E_::FileOpen,
                               systemError);
@@ -122,22 +122,11 @@ void ICPath::mf_getW32FileAttributes(CString const & path, _WIN32_FILE_ATTRIBUTE
             .mf_failedAt(ICLogData::LEVEL_W, failure, L"Failure opening file '%s':\r\n%s", path, failure.mf_toString());
     }
 
-    ICErrnoData outcome;
-    try {
-        mf_getW32FileAttributes(file.mf_get(), data);
-    }
-    catch (ICErrno & failure) {
-        ICTrace(_sFunction_)
-            .mf_collect(outcome, failure, L"Failure getting w32 attributes for file '%s':\r\n%s", path,
-                        failure.mf_toString());
-    }
-    ::SetLastError(0);
-    if (!file.mf_close()) {
-        ICErrno const failure = f_systemFailure(ICErrno::_E_::FileClose);
-        ICTrace(_sFunction_)
-            .mf_collect(outcome, failure, L"Failure closing file '%s':\r\n%s", path, failure.mf_toString());
-    }
-    if (outcome.mf_isSet()) throw ICErrno(outcome);
+    ICFirstFailure outcome(_sFunction_);
+    outcome.mf_run([&] { mf_getW32FileAttributes(file.mf_get(), data); },
+                   L"Failure getting w32 attributes for file '%s':\r\n%s", path);
+    outcome.mf_close(file, ICErrno::_E_::FileClose, L"Failure closing file '%s':\r\n%s", path);
+    outcome.mf_throw();
 }
 
 ICFileSize ICPath::mf_getSize(CString const & path)

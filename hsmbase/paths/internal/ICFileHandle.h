@@ -11,3 +11,12 @@ struct FILE_HANDLE
 };
 
 using ICFileHandle = ICHandle<FILE_HANDLE>;
+
+// Opens a file with the platform's CreateFileW, whose numbers these are. After a failure, which is in the thread's last
+// error, `file` is not open.
+inline bool f_open(ICFileHandle & file, wchar_t const * longPath, ulong access, ulong share, ulong disposition,
+                   ulong flags)
+{
+    *file.mf_receive() = ::CreateFileW(longPath, access, share, nullptr, disposition, flags, nullptr);
+    return file.mf_isOpen();
+}
