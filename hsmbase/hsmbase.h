@@ -49,4 +49,5 @@
 #include "hsmbase/text/ICEncodedFile.h"
 #include "hsmbase/text/ICEncoding.h"
 #include "hsmbase/volumes/ICMountPoint.h"
+#include "hsmbase/volumes/ICStorage.h"
 #include "hsmbase/volumes/ICVolume.h"
