@@ -67,23 +67,47 @@ int ICPath::mf_isDirectory(ulong attributes)
     return static_cast<int>(attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
+int ICPath::mf_isFile(ulong attributes)
+{
+    return (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
 int ICPath::mf_isReadonly(ulong attributes)
 {
     return static_cast<int>(attributes & FILE_ATTRIBUTE_READONLY);
+}
+
+// Those of a path that must be there; `function` tags the line.
+static ulong f_getAttributes(wchar_t const * function, CString const & path)
+{
+    try {
+        return ICPath::mf_getAttributes(path, 1);
+    }
+    catch (ICErrno & failure) {
+        throw ICTrace(function).mf_failed(failure, L"Failure getting attributes for path '%s':\r\n%s%s", path,
+                                          ICLog::TAB, failure.mf_toString());
+    }
 }
 
 int ICPath::mf_isDirectory(CString const & path)
 {
     static wchar_t const _sFunction_[] = L"ICPath::mf_isDirectory";
 
-    try {
-        return mf_isDirectory(mf_getAttributes(path, 1));
-    }
-    catch (ICErrno & failure) {
-        throw ICTrace(_sFunction_)
-            .mf_failed(failure, L"Failure getting attributes for path '%s':\r\n%s%s", path, ICLog::TAB,
-                       failure.mf_toString());
-    }
+    return mf_isDirectory(f_getAttributes(_sFunction_, path));
+}
+
+int ICPath::mf_isFile(CString const & path)
+{
+    static wchar_t const _sFunction_[] = L"ICPath::mf_isFile";
+
+    return mf_isFile(f_getAttributes(_sFunction_, path));
+}
+
+int ICPath::mf_isReadonly(CString const & path)
+{
+    static wchar_t const _sFunction_[] = L"ICPath::mf_isReadonly";
+
+    return mf_isReadonly(f_getAttributes(_sFunction_, path));
 }
 
 void ICPath::mf_getW32FileAttributes(void * const file, _WIN32_FILE_ATTRIBUTE_DATA & data)

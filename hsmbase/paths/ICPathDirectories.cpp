@@ -1,20 +1,12 @@
 // Directories: making them, and the current one.
 #include <cwchar>
 #include <memory>
-#include <new>
 
 #include "hsmbase/failure/internal/ICTrace.h"
 #include "hsmbase/paths/ICLongPath.h"
 #include "hsmbase/paths/ICPath.h"
 #include "hsmbase/paths/internal/PathPrefixes.h"
-
-static constexpr int MAXIMUM_ELEMENT = 255;
-
-// Terminated and filled with zeros, or NULL if there is no memory.
-static std::unique_ptr<wchar_t[]> f_newText(std::size_t characters)
-{
-    return std::unique_ptr<wchar_t[]>(new (std::nothrow) wchar_t[characters]());
-}
+#include "hsmbase/paths/internal/PathTexts.h"
 
 void ICPath::mf_mkdir(CString const & path)
 {
@@ -37,21 +29,17 @@ void ICPath::mf_mkdir(CString const & path)
     }
 }
 
-static void f_refuseLongElements(CString const & path)
+static void f_refuseLongElement(CString const & path)
 {
     static wchar_t const _sFunction_[] = L"ICPath::mf_mkdirs";
 
-    for (int start = 0, end = 0; end < path.GetLength(); start = end + 1) {
-        end = path.Find(L'\\', start);
-        if (end < 0) end = path.GetLength();
-        int const length = end - start;
-        if (length > MAXIMUM_ELEMENT)
-            throw ICTrace(_sFunction_)
-                .mf_failed(ICErrno::_E_::Parameter,
-                           L"While creating dirs:\r\n%s%s\r\n%sthe element path '%s' of %lu chars is too long\r\n"
-                           L"%smax length: %lu",
-                           ICLog::TAB, path, ICLog::TAB, path.Mid(start, length), length, ICLog::TAB, MAXIMUM_ELEMENT);
-    }
+    CString const element = f_textOf(f_tooLongElement(f_viewOf(path)));
+    if (element.IsEmpty()) return;
+    throw ICTrace(_sFunction_)
+        .mf_failed(ICErrno::_E_::Parameter,
+                   L"While creating dirs:\r\n%s%s\r\n%sthe element path '%s' of %lu chars is too long\r\n"
+                   L"%smax length: %lu",
+                   ICLog::TAB, path, ICLog::TAB, element, element.GetLength(), ICLog::TAB, MAXIMUM_ELEMENT);
 }
 
 // Where the names of directories begin that can be made: behind the drive, or behind server and share. -1: nowhere, for
@@ -82,7 +70,7 @@ void ICPath::mf_mkdirs(CString const & path)
 {
     static wchar_t const _sFunction_[] = L"ICPath::mf_mkdirs";
 
-    f_refuseLongElements(path);
+    f_refuseLongElement(path);
     if (mf_exists(path)) {
         ICTrace(_sFunction_).mf_warning(L"Path '%s' already exists", path);
         return;

@@ -64,7 +64,7 @@ CString const & ICSystem::mf_getSystemDrive()
 
 CString ICSystem::mf_getRecycleRoot(wchar_t drive)
 {
-    return ICPath::mf_normalizeDirectory(ICPath::mf_appendComponent(CString(drive) + L':', L"$Recycle.Bin"));
+    return ICPath::mf_appendDirectory(CString(drive) + L':', L"$Recycle.Bin");
 }
 
 CString ICSystem::mf_getEnvironmentVariable(CString const & name)

@@ -158,12 +158,33 @@ TEST(ICPath, IsDirectory_OfPath_AsksTheSystem)
     EXPECT_EQ(0, ICPath::mf_isDirectory(CString(directory.mf_makeFile(L"f").c_str())));
 }
 
-TEST(ICPath, IsDirectory_OfPath_PassesTheFailureOn)
+TEST(ICPath, IsFile_IsWhatIsNoDirectory)
 {
-    EXPECT_TRUE(f_throws(ICErrno::_E_::Parameter, [] { ICPath::mf_isDirectory(CString()); }));
-    ICImportFault const denied("GetFileAttributesW", ERROR_ACCESS_DENIED);
-    EXPECT_TRUE(f_throws(
-        ICErrno::_E_::FileAccess, [] { ICPath::mf_isDirectory(CString(L"D:\\x")); }, ERROR_ACCESS_DENIED));
+    EXPECT_EQ(0, ICPath::mf_isFile(0xffffffffu));
+    EXPECT_EQ(1, ICPath::mf_isFile(0xffffffefu));
+    EXPECT_EQ(1, ICPath::mf_isFile(0ul));
+    ICTemporaryDirectory const directory;
+    EXPECT_EQ(0, ICPath::mf_isFile(CString(directory.mf_getPath().c_str())));
+    EXPECT_EQ(1, ICPath::mf_isFile(CString(directory.mf_makeFile(L"f").c_str())));
+}
+
+TEST(ICPath, IsReadonly_OfPath_AsksTheSystem)
+{
+    ICTemporaryDirectory const directory;
+    EXPECT_EQ(1, ICPath::mf_isReadonly(CString(directory.mf_makeFile(L"r", "", FILE_ATTRIBUTE_READONLY).c_str())));
+    EXPECT_EQ(0, ICPath::mf_isReadonly(CString(directory.mf_makeFile(L"f").c_str())));
+}
+
+TEST(ICPath, AttributeQuestions_OfPath_PassTheFailureOn)
+{
+    for (auto const question : {+[](CString const & path) { return ICPath::mf_isDirectory(path); },
+                                +[](CString const & path) { return ICPath::mf_isFile(path); },
+                                +[](CString const & path) { return ICPath::mf_isReadonly(path); }}) {
+        EXPECT_TRUE(f_throws(ICErrno::_E_::Parameter, [&] { question(CString()); }));
+        ICImportFault const denied("GetFileAttributesW", ERROR_ACCESS_DENIED);
+        EXPECT_TRUE(f_throws(
+            ICErrno::_E_::FileAccess, [&] { question(CString(L"D:\\x")); }, ERROR_ACCESS_DENIED));
+    }
 }
 
 namespace

@@ -75,9 +75,15 @@ TEST_F(ICPathTrace, Attributes_ThatCannotBeRead)
     mf_expectFailing("GetFileAttributesW", DENIED, get, ICErrno::_E_::FileAccess, "mf_getAttributes", text);
     for (ulong const missing : MISSING)
         mf_expectFailing("GetFileAttributesW", missing, get, ICErrno::_E_::FileNotFound, "mf_getAttributes", text);
+    std::string const question = "Failure getting attributes for path 'Q:\\none':\n";
     mf_expectFailing(
         "GetFileAttributesW", DENIED, [] { ICPath::mf_isDirectory(NONE); }, ICErrno::_E_::FileAccess, "mf_isDirectory",
-        "Failure getting attributes for path 'Q:\\none':\n");
+        question);
+    mf_expectFailing(
+        "GetFileAttributesW", DENIED, [] { ICPath::mf_isFile(NONE); }, ICErrno::_E_::FileAccess, "mf_isFile", question);
+    mf_expectFailing(
+        "GetFileAttributesW", DENIED, [] { ICPath::mf_isReadonly(NONE); }, ICErrno::_E_::FileAccess, "mf_isReadonly",
+        question);
 }
 
 TEST_F(ICPathTrace, Attributes_AskedQuietly_LeaveNoLine)

@@ -22,6 +22,9 @@ inline constexpr PATH_PREFIX LONG_UNC_PREFIX = L"\\\\?\\UNC\\";
 inline constexpr PATH_PREFIX GLOBAL_ROOT_PREFIX = L"\\\\?\\GLOBALROOT\\";
 inline constexpr PATH_PREFIX SHADOW_COPY_PREFIX = L"\\\\?\\GLOBALROOT\\Device\\HarddiskVolumeShadowCopy";
 
+// The backslash behind the root of a shadow copy is looked for from here: its number has one digit at least.
+inline constexpr int SHADOW_COPY_DIGITS = SHADOW_COPY_PREFIX.length + 1;
+
 // Exactly these characters: case counts.
 inline bool f_beginsWith(CString const & path, PATH_PREFIX const & prefix)
 {
