@@ -2,6 +2,7 @@
 
 #include <iterator>
 
+#include "frame/ICWineHost.h"
 #include "hsmbase/context/ICLanguage.h"
 #include "hsmbase/context/ICStatus.h"
 #include "hsmbase/context/ICThreadContext.h"
@@ -13,6 +14,8 @@
 #include "hsmbase/logging/ICLog.h"
 #include "hsmbase/paths/ICPath.h"
 #include "hsmbase/registry/ICRegistry.h"
+#include "hsmbase/system/ICSystem.h"
+#include "hsmbase/volumes/ICStorage.h"
 
 // Steps come up in this order and go down in reverse. Each status bit is set behind what it announces and cleared
 // ahead of taking that down.
@@ -25,6 +28,8 @@ ICProgramFrame::STEP const ICProgramFrame::STEPS[] = {
     {&ICProgramFrame::mf_implStartAdminLog, &ICProgramFrame::mf_implStopAdminLog},
     {&ICProgramFrame::mf_implStartEventLog, &ICProgramFrame::mf_implStopEventLog},
     {&ICProgramFrame::mf_implStartTranslator, &ICProgramFrame::mf_implStopTranslator},
+    {&ICProgramFrame::mf_implStartMachineFacts, &ICProgramFrame::mf_implStopMachineFacts},
+    {&ICProgramFrame::mf_implStartStorage, &ICProgramFrame::mf_implStopStorage},
 };
 
 ICProgramFrame::ICProgramFrame(CString const & registryRoot, CString const & language)
@@ -167,6 +172,38 @@ void ICProgramFrame::mf_implStopTranslator()
 {
     ICStatus::mf_setStatus(ICStatus::STATUS_TRANSLATOR, 0);
     ICTranslator::mf_deleteInstance();
+}
+
+// They are kept without a lock, so they are asked for while there is one thread. Who needs what can't be had now asks
+// again.
+void ICProgramFrame::mf_implStartMachineFacts()
+{
+    for (void (*const ask)() : {+[] { static_cast<void>(ICSystem::mf_getHostName()); },
+                                +[] { static_cast<void>(ICSystem::mf_getHostAddresses()); },
+                                +[] { static_cast<void>(ICSystem::mf_getSystemRoot()); },
+                                +[] { static_cast<void>(ICSystem::mf_getSystemDrive()); }}) {
+        try {
+            ask();
+        }
+        catch (ICErrno &) {
+            // It has left its trace.
+        }
+    }
+}
+
+void ICProgramFrame::mf_implStartStorage()
+{
+    if (!m_options.m_storage) return;
+    ICWineHost::mf_start();
+    ICStorage::mf_createInstance();
+    if (ICStorage::mf_isInitialized()) ICStatus::mf_setStatus(ICStatus::STATUS_STORAGE, 1);
+}
+
+void ICProgramFrame::mf_implStopStorage()
+{
+    if (!m_options.m_storage) return;
+    ICStatus::mf_setStatus(ICStatus::STATUS_STORAGE, 0);
+    ICStorage::mf_deleteInstance();
 }
 
 void ICProgramFrame::mf_implConfigureLanguage() const

@@ -18,8 +18,8 @@ class ICErrno;
 //     }
 //
 // What comes up, in this order: the registry below the root given, the thread slot, the languages, the context of the
-// calling thread as the main thread, the trace log, the administrator's log, the system's event log, the translator. When
-// the object ends, all goes down in reverse order.
+// calling thread as the main thread, the trace log, the administrator's log, the system's event log, the translator, the facts
+// about this machine that are found out once, the volumes. When the object ends, all goes down in reverse order.
 //
 // A program has one frame, on its main thread, and brings it up once per process: the thread slot doesn't come up a
 // second time, and the administrator's log keeps its file until the process ends. Other threads attach their own context
@@ -48,6 +48,9 @@ public:
         // The program's name in the system's event log. Empty: nothing is reported there.
         CString m_eventSource = {};
 
+        // Whether ICStorage looks for this machine's volumes; without it no path counts as local.
+        bool m_storage = false;
+
         // Told why a step failed, while what came up before it is still up: behind the languages, the text is a user's.
         void (*m_tellFailure)(ICErrno const & failure) = nullptr;
     };
@@ -57,7 +60,8 @@ public:
     //
     // A step that fails takes down what is up and its failure is thrown: AlreadyInitialized for a second frame,
     // Registry, DllOpen, DllFunction, Resource for languages that cannot be had, System, Logging for a log whose file
-    // cannot be opened and for an event source, FileOpen for a log directory that cannot be made.
+    // cannot be opened and for an event source, FileOpen for a log directory that cannot be made, Initialization for
+    // volumes that cannot be looked for and for a machine without one that can be managed.
     explicit ICProgramFrame(OPTIONS const & options);
 
     // Without logs.
@@ -96,6 +100,10 @@ private:
     void mf_implStopEventLog();
     void mf_implStartTranslator();
     void mf_implStopTranslator();
+    void mf_implStartMachineFacts();
+    void mf_implStopMachineFacts() {}
+    void mf_implStartStorage();
+    void mf_implStopStorage();
     static void mf_implFindLanguageLibraries();
     void mf_implConfigureLanguage() const;
     void mf_implConfigureLogDirectory() const;

@@ -8,7 +8,7 @@
 #include "programs/hsmscan/ICScanTotals.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
-#include "tests/support/ICImports.h"
+#include "winehost/ImportTable.h"
 #include "tests/support/ICStartedProcess.h"
 #include "tests/support/ICTemporaryDirectory.h"
 #include "tests/support/ICUnixHost.h"

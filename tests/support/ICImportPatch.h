@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/support/ICImports.h"
+#include "winehost/ImportTable.h"
 #include "tests/support/internal/ICImportSlots.h"
 
 #include <functional>

@@ -1,5 +1,5 @@
 #include "tests/support/PageGuardHeap.h"
-#include "tests/support/ICImports.h"
+#include "winehost/ImportTable.h"
 #include "tests/support/internal/ICGuardArena.h"
 #include "tests/support/internal/ICImportSlots.h"
 #include "tests/support/internal/ICPlatformFunction.h"
@@ -208,7 +208,7 @@ void f_replaceIn(IMPORT const & import)
     if (::_stricmp(import.m_module, "msvcrt.dll") != 0) return;
     for (REPLACEMENT const & replacement : replacements) {
         if (std::string_view(import.m_name) == replacement.m_name)
-            ICImportSlots::mf_exchange(import.m_slot, replacement.m_function);
+            f_exchangeImport(import.m_slot, replacement.m_function);
     }
 }
 

@@ -24,9 +24,6 @@ public:
     void mf_replace(ANYFUNCTION replacement);
     ANYFUNCTION mf_getOriginal() const { return m_original; }
 
-    // Writes one slot of a table and answers what was there before.
-    static ANYFUNCTION mf_exchange(ANYFUNCTION * slot, ANYFUNCTION function);
-
 private:
     char const * const m_name;
     std::vector<ANYFUNCTION *> m_slots;

@@ -145,7 +145,7 @@ TEST(ICImportPatch, EndInWrongOrder_Fails)
     second.reset();
 
     // The second has put the first one's function back.
-    auto const left = ICImportSlots::mf_exchange(untouched.m_slots.front(), untouched.mf_getOriginal());
+    auto const left = f_exchangeImport(untouched.m_slots.front(), untouched.mf_getOriginal());
     EXPECT_EQ(reinterpret_cast<ANYFUNCTION>(&f_seven), left);
 }
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "tests/support/Platform.h"
-
 #include <vector>
 
 // What a loaded module imports: one entry a name and DLL, in the order of the table. The texts and the slot lie in the
@@ -19,3 +17,6 @@ struct IMPORT
 
 // nullptr: the program itself. Throws std::runtime_error if no such module is loaded.
 std::vector<IMPORT> f_importsOf(wchar_t const * module = L"hsmbase.dll");
+
+// Writes one slot of a table and answers what was there before. Threads may call through the slot meanwhile.
+void (*f_exchangeImport(void (**slot)(), void (*function)()))();

@@ -1,0 +1,19 @@
+#include "frame/ICWineHost.h"
+
+#include "hsmbase/Types.h"
+
+static bool f_isWine()
+{
+    return ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
+}
+
+void ICWineHost::mf_start()
+{
+    static wchar_t const MODULE[] = L"winehost.dll";
+    if (!f_isWine() || ::GetModuleHandleW(MODULE) != nullptr) return;
+    // It stays until the process ends: others may be on their way through it.
+    HMODULE const module = ::LoadLibraryExW(MODULE, nullptr, LOAD_LIBRARY_SEARCH_APPLICATION_DIR);
+    if (module == nullptr) return;
+    auto const start = reinterpret_cast<void (*)()>(::GetProcAddress(module, "f_startWineHost"));
+    if (start != nullptr) start();
+}
