@@ -36,6 +36,7 @@
 #include "hsmbase/logging/ICLog.h"
 #include "hsmbase/logging/ICLogBase.h"
 #include "hsmbase/logging/ICLogData.h"
+#include "hsmbase/paths/ICDirectoryEntries.h"
 #include "hsmbase/paths/ICFileSize.h"
 #include "hsmbase/paths/ICFileTime.h"
 #include "hsmbase/paths/ICLongPath.h"
