@@ -1,4 +1,4 @@
-// Directories: making them, and the current one.
+// Directories: making them, one or many.
 #include <cwchar>
 #include <memory>
 
@@ -99,36 +99,4 @@ void ICPath::mf_mkdirs(CString const & path)
         throw ICTrace(_sFunction_)
             .mf_failed(failure, L"Failure creating path '%s':\r\n%s%s", path, ICLog::TAB, failure.mf_toString());
     }
-}
-
-CString ICPath::mf_getCurrentDirectory()
-{
-    static wchar_t const _sFunction_[] = L"ICPath::mf_getCurrentDirectory";
-
-    ::SetLastError(0);
-    ulong const length = ::GetCurrentDirectoryW(0, nullptr);
-    if (length == 0) {
-        ICErrno const failure = f_systemFailure(ICErrno::_E_::Path);
-        throw ICTrace(_sFunction_)
-            .mf_failed(failure, L"Failure retrieving buffer size from GetCurrentDirectory\r\n%serror: %s", ICLog::TAB,
-                       failure.mf_toString());
-    }
-    std::unique_ptr<wchar_t[]> const buffer = f_newText(length);
-    if (!buffer)
-        throw ICTrace(_sFunction_)
-            .mf_failed(ICErrno::_E_::Memory,
-                       L"Failure allocating memory for buffer of current directory name\r\n%sTCHARs to allocate: %lu",
-                       ICLog::TAB, length);
-    ::SetLastError(0);
-    ulong const copied = ::GetCurrentDirectoryW(length, buffer.get());
-    if (copied == 0) {
-        ICErrno const failure = f_systemFailure(ICErrno::_E_::Path);
-        throw ICTrace(_sFunction_)
-            .mf_failed(failure, L"Windows GetCurrentDirectory() failed with error: %s", failure.mf_toString());
-    }
-    if (copied >= length)
-        throw ICTrace(_sFunction_)
-            .mf_failed(ICErrno::_E_::BufferTooSmall,
-                       L"Buffer too small (%lu chars, %lu chars) to hold current directory name", length, copied);
-    return buffer.get();
 }

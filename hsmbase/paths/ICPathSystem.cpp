@@ -2,7 +2,7 @@
 #include "hsmbase/failure/internal/ICTrace.h"
 #include "hsmbase/paths/ICPath.h"
 #include "hsmbase/paths/internal/DriveTypeNames.h"
-#include "hsmbase/paths/internal/PathTexts.h"
+#include "hsmbase/paths/internal/PlatformText.h"
 #include "hsmbase/volumes/ICVolume.h"
 
 // Deliberate: for an unknown number, ICVolume answers another name.
@@ -42,32 +42,30 @@ CString ICPath::mf_getAbsolutePath(CString const & path)
     static wchar_t const _sFunction_[] = L"ICPath::mf_getAbsolutePath";
 
     CString const relative = path.IsEmpty() ? CString(L'.') : path;
-    ::SetLastError(0);
-    ulong const length = ::GetFullPathNameW(relative, 0, nullptr, nullptr);
-    if (length == 0) {
-        ICErrno const failure = f_systemFailure(ICErrno::_E_::System);
-        throw ICTrace(_sFunction_)
-            .mf_failed(failure, L"Failure querying length of buffer for full path name of file '%s'\r\n%s%s", relative,
-                       ICLog::TAB, failure.mf_toString());
-    }
-    std::unique_ptr<wchar_t[]> const buffer = f_newText(length);
-    if (!buffer)
-        throw ICTrace(_sFunction_)
-            .mf_failed(ICErrno::_E_::Memory,
-                       L"Failure allocating full path name buffer of file '%s':\r\n%sbuffer length: %lu", relative,
-                       ICLog::TAB, length);
-    ::SetLastError(0);
-    ulong const copied = ::GetFullPathNameW(relative, length, buffer.get(), nullptr);
-    if (copied == 0) {
-        ICErrno const failure = f_systemFailure(ICErrno::_E_::BufferTooSmall);
-        throw ICTrace(_sFunction_)
-            .mf_failed(failure, L"Failure querying full path name of file '%s':\r\n%s%s", relative, ICLog::TAB,
-                       failure.mf_toString());
-    }
-    if (copied >= length)
-        throw ICTrace(_sFunction_)
-            .mf_failed(ICErrno::_E_::BufferTooSmall,
-                       L"Buffer too small (%lu chars, %lu chars) to hold full path name of file\r\n%s'%s'", length,
-                       copied, ICLog::TAB, relative);
-    return CString(buffer.get(), static_cast<int>(copied));
+    return f_platformText(
+        [&](ulong length, wchar_t * buffer) { return ::GetFullPathNameW(relative, length, buffer, nullptr); },
+        [&] {
+            ICErrno const failure = f_systemFailure(ICErrno::_E_::System);
+            return ICTrace(_sFunction_)
+                .mf_failed(failure, L"Failure querying length of buffer for full path name of file '%s'\r\n%s%s",
+                           relative, ICLog::TAB, failure.mf_toString());
+        },
+        [&](ulong length) {
+            return ICTrace(_sFunction_)
+                .mf_failed(ICErrno::_E_::Memory,
+                           L"Failure allocating full path name buffer of file '%s':\r\n%sbuffer length: %lu", relative,
+                           ICLog::TAB, length);
+        },
+        [&] {
+            ICErrno const failure = f_systemFailure(ICErrno::_E_::BufferTooSmall);
+            return ICTrace(_sFunction_)
+                .mf_failed(failure, L"Failure querying full path name of file '%s':\r\n%s%s", relative, ICLog::TAB,
+                           failure.mf_toString());
+        },
+        [&](ulong length, ulong copied) {
+            return ICTrace(_sFunction_)
+                .mf_failed(ICErrno::_E_::BufferTooSmall,
+                           L"Buffer too small (%lu chars, %lu chars) to hold full path name of file\r\n%s'%s'", length,
+                           copied, ICLog::TAB, relative);
+        });
 }

@@ -197,25 +197,3 @@ TEST_F(ICPathTrace, Mkdirs_NoMemory_TellsTheBytes)
                 f_fails(ICErrno::_E_::Memory, 'E', "ICPath::mf_mkdirs",
                         "Failure allocating " + std::to_string(2 * path.GetLength() + 2) + " bytes of memory"));
 }
-
-TEST_F(ICPathTrace, CurrentDirectory_Refused_TellsTheStep)
-{
-    auto const get = [] { ICPath::mf_getCurrentDirectory(); };
-    mf_expectFailing("GetCurrentDirectoryW", DENIED, get, ICErrno::_E_::Path, "mf_getCurrentDirectory",
-                     "Failure retrieving buffer size from GetCurrentDirectory\nerror: ", ICCalls::mf_only(1));
-    mf_expectFailing("GetCurrentDirectoryW", DENIED, get, ICErrno::_E_::Path, "mf_getCurrentDirectory",
-                     "Windows GetCurrentDirectory() failed with error: ", ICCalls::mf_only(2));
-}
-
-TEST_F(ICPathTrace, CurrentDirectory_WithoutRoom_TellsTheCharacters)
-{
-    auto const get = [] { ICPath::mf_getCurrentDirectory(); };
-    ICImportPatch const directory(IC_IMPORT(GetCurrentDirectoryW),
-                                  [](DWORD length, LPWSTR) -> DWORD { return length == 0 ? 10 : 12; });
-    EXPECT_THAT(m_process.mf_run(get), f_fails(ICErrno::_E_::BufferTooSmall, 'E', "ICPath::mf_getCurrentDirectory",
-                                               "Buffer too small (10 chars, 12 chars) to hold current directory name"));
-    ICImportFault const refused("_ZnayRKSt9nothrow_t", ICAnswer::mf_value(nullptr), ICCalls::mf_only(1));
-    EXPECT_THAT(m_process.mf_run(get),
-                f_fails(ICErrno::_E_::Memory, 'E', "ICPath::mf_getCurrentDirectory",
-                        "Failure allocating memory for buffer of current directory name\nTCHARs to allocate: 10"));
-}
