@@ -1,4 +1,4 @@
-// Directories: making them, one or many.
+// Directories: making and removing them, one or many.
 #include <cwchar>
 #include <memory>
 
@@ -6,20 +6,16 @@
 #include "hsmbase/paths/ICLongPath.h"
 #include "hsmbase/paths/ICPath.h"
 #include "hsmbase/paths/internal/PathPrefixes.h"
+#include "hsmbase/paths/internal/PathStep.h"
 #include "hsmbase/paths/internal/PathTexts.h"
 
 void ICPath::mf_mkdir(CString const & path)
 {
     static wchar_t const _sFunction_[] = L"ICPath::mf_mkdir";
 
-    try {
-        // Deliberate: asked for what it leaves in the trace; a directory that is there already is the system's failure.
-        mf_exists(path);
-    }
-    catch (ICErrno & failure) {
-        throw ICTrace(_sFunction_)
-            .mf_failed(failure, L"Failure checking existence of '%s'\r\n%s%s", path, ICLog::TAB, failure.mf_toString());
-    }
+    // Deliberate: asked for what it leaves in the trace; a directory that is there already is the system's failure.
+    f_step(
+        _sFunction_, [&] { mf_exists(path); }, L"Failure checking existence of '%s'\r\n%s%s", path, ICLog::TAB);
     CString const longPath = ICLongPath::mf_addLongPathUNCPrefix(path);
     ::SetLastError(0);
     if (!::CreateDirectoryW(longPath, nullptr)) {
@@ -85,7 +81,7 @@ void ICPath::mf_mkdirs(CString const & path)
     int const start = f_startOfDirectories(path);
     if (start < 0) return;
 
-    try {
+    auto const makeMissing = [&] {
         bool made = false;
         for (wchar_t * end = walked.get() + start; (end = std::wcschr(end, L'\\')) != nullptr; ++end) {
             *end = L'\0';
@@ -93,10 +89,71 @@ void ICPath::mf_mkdirs(CString const & path)
             *end = L'\\';
         }
         made |= f_makeIfMissing(walked.get());
-        if (made) ICTrace(_sFunction_).mf_trace(L"Created path='%s'", path);
+        return made;
+    };
+    if (f_step(_sFunction_, makeMissing, L"Failure creating path '%s':\r\n%s%s", path, ICLog::TAB))
+        ICTrace(_sFunction_).mf_trace(L"Created path='%s'", path);
+}
+
+void ICPath::mf_rmdir(CString const & path)
+{
+    static wchar_t const _sFunction_[] = L"ICPath::mf_rmdir";
+
+    if (!f_step(
+            _sFunction_, [&] { return mf_exists(path); }, L"Failure checking whether '%s' exists\r\n%s%s", path,
+            ICLog::TAB)) {
+        ICTrace(_sFunction_).mf_warning(L"Path '%s' does not exist", path);
+        return;
     }
-    catch (ICErrno & failure) {
+    CString const longPath = ICLongPath::mf_addLongPathUNCPrefix(path);
+    ::SetLastError(0);
+    if (!::RemoveDirectoryW(longPath)) {
+        ICErrno const failure = f_systemFailure(ICErrno::_E_::FileOpen);
         throw ICTrace(_sFunction_)
-            .mf_failed(failure, L"Failure creating path '%s':\r\n%s%s", path, ICLog::TAB, failure.mf_toString());
+            .mf_failed(failure, L"Failure deleting directory '%s':\r\n%s%s", path, ICLog::TAB, failure.mf_toString());
     }
+}
+
+// What is neither a directory nor, when asked again, a file is left: it changed in between.
+static void f_removeEntry(CString const & root, CString const & path)
+{
+    static wchar_t const _sFunction_[] = L"ICPath::mf_rmdirs";
+
+    // Deliberate: by this attribute alone, so what a link leads to is removed as well.
+    if (f_step(
+            _sFunction_, [&] { return ICPath::mf_isDirectory(path); },
+            L"Failure checking whether '%s' is a directory\r\n%s%s", path, ICLog::TAB)) {
+        f_step(
+            _sFunction_, [&] { ICPath::mf_rmdirs(path); },
+            L"Failure in recursive call to mf_rmdirs\r\n%sroot path: '%s'\r\n%ssub path: '%s'\r\n%s%s", ICLog::TAB,
+            root, ICLog::TAB, path, ICLog::TAB);
+        return;
+    }
+    if (f_step(
+            _sFunction_, [&] { return ICPath::mf_isFile(path); }, L"Failure checking whether '%s' is a file\r\n%s%s",
+            path, ICLog::TAB))
+        f_step(
+            _sFunction_, [&] { ICPath::mf_rm(path, 1); }, L"Failure removing file '%s'\r\n%s%s", path, ICLog::TAB);
+}
+
+void ICPath::mf_rmdirs(CString const & path)
+{
+    static wchar_t const _sFunction_[] = L"ICPath::mf_rmdirs";
+
+    if (!f_step(
+            _sFunction_, [&] { return mf_isDirectory(path); }, L"Error checking whether '%s' is a directory\r\n%s%s",
+            path, ICLog::TAB))
+        throw ICTrace(_sFunction_).mf_failed(ICErrno::_E_::Internal, L"The path '%s' is not a directory", path);
+
+    ICArray<CString, CString &> names;
+    f_step(
+        _sFunction_, [&] { mf_listContent(path, names); }, L"Failure listing contents of directory '%s'\r\n%s%s", path,
+        ICLog::TAB);
+    for (INT_PTR index = 0; index < names.GetCount(); ++index) {
+        CString const & name = names[index];
+        ICTrace(_sFunction_).mf_debug(L"aList[i] = '%s'", name);
+        if (name != L"." && name != L"..") f_removeEntry(path, mf_appendComponent(path, name));
+    }
+    f_step(
+        _sFunction_, [&] { mf_rmdir(path); }, L"Failure removing directory '%s'\r\n%s%s", path, ICLog::TAB);
 }

@@ -146,22 +146,6 @@ TEST_F(ICPathTrace, Mkdir_Refused)
         "Failure creating directory 'Q:\\none':\n");
 }
 
-TEST_F(ICPathTrace, Mkdir_CheckThatFails)
-{
-    // The check throws none of our failures by itself, so the memory for its warning has to.
-    ICImportFault const denied("GetFileAttributesW", DENIED);
-    bool isDue = true;
-    ICImportPatch const memory("realloc", [&](void * block, std::size_t size) -> void * {
-        if (isDue && std::current_exception()) {
-            isDue = false;
-            throw ICErrno(ICErrno::_E_::Memory);
-        }
-        return ::realloc(block, size);
-    });
-    EXPECT_THAT(m_process.mf_run([] { ICPath::mf_mkdir(NONE); }),
-                f_failsShowing(ICErrno::_E_::Memory, "ICPath::mf_mkdir", "Failure checking existence of 'Q:\\none'\n"));
-}
-
 TEST_F(ICPathTrace, Mkdirs_TellsWhatWasMade)
 {
     CString const path = (m_directory / L"a\\b").c_str();
