@@ -50,12 +50,15 @@ ICSimulatedVolume & ICSimulatedVolume::mf_mount(std::wstring const & path, ICSim
 
 ICSimulatedMachine::ICSimulatedMachine()
 {
+    ::InitializeCriticalSection(&m_lock);
     mf_implPatchQuestions();
     mf_implPatchSearches();
 }
 
 ICSimulatedMachine::~ICSimulatedMachine()
 {
+    m_patches.clear(); // nobody asks any more
+    ::DeleteCriticalSection(&m_lock);
     if (!m_searches.empty()) ADD_FAILURE() << m_searches.size() << " search(es) left open";
 }
 
@@ -97,7 +100,11 @@ void ICSimulatedMachine::mf_implPatch(ICImportName<SIGNATURE> name, FUNCTION fun
 {
     for (IMPORT const & import : f_importsOf())
         if (std::string(name.m_name) == import.m_name) {
-            m_patches.push_back(std::make_unique<ICImportPatch>(name, std::move(function)));
+            auto answer = [this, function = std::move(function)](auto... arguments) {
+                LOCK const lock(*this);
+                return function(arguments...);
+            };
+            m_patches.push_back(std::make_unique<ICImportPatch>(name, std::move(answer)));
             return;
         }
 }

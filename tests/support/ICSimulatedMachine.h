@@ -57,7 +57,8 @@ struct ICSimulatedVolume
 // Search handles are accounted for: mf_getOpenSearches must be 0 in the end, or the test fails; so does a handle that
 // is closed twice or with the other kind of call.
 //
-// Threads: one at a time asks and changes.
+// Threads: any may ask. What is changed meanwhile, volumes included, goes through mf_change. An action ahead of a call
+// runs on the thread that calls, and no other one is answered until it ends.
 class ICSimulatedMachine
 {
 public:
@@ -76,6 +77,14 @@ public:
 
     // Drive letters behind which there is nothing: the machine names them, and their drive type is DRIVE_NO_ROOT_DIR.
     void mf_addEmptyLetters(std::wstring const & letters) { m_emptyLetters += letters; }
+
+    // While others ask: nobody is answered until `change` is done.
+    template<class CHANGE>
+    void mf_change(CHANGE && change)
+    {
+        LOCK const lock(*this);
+        change();
+    }
 
     // Runs `action` ahead of one call of a function, by name; calls count from the machine's beginning.
     void mf_before(std::string const & name, ulong call, std::function<void()> action);
@@ -104,6 +113,24 @@ public:
     BOOL mf_findMountPointClose(HANDLE handle);
 
 private:
+    // Of the machine, for one thread, which may take it again. The last error is the call's.
+    class LOCK
+    {
+    public:
+        explicit LOCK(ICSimulatedMachine & machine) : m_lock(machine.m_lock) { ::EnterCriticalSection(&m_lock); }
+        LOCK(LOCK const &) = delete;
+        LOCK & operator=(LOCK const &) = delete;
+        ~LOCK()
+        {
+            ulong const lastError = ::GetLastError();
+            ::LeaveCriticalSection(&m_lock);
+            ::SetLastError(lastError);
+        }
+
+    private:
+        CRITICAL_SECTION & m_lock;
+    };
+
     // The volume on which a path lies, and how much of the path is that volume's root. A volume that is gone still has
     // an id where it was mounted.
     struct PLACE
@@ -141,6 +168,7 @@ private:
     BOOL mf_implNext(SEARCH & search, wchar_t * text, DWORD length);
     SEARCH * mf_implSearch(HANDLE handle, bool isForVolumes);
 
+    CRITICAL_SECTION m_lock;
     std::list<ICSimulatedVolume> m_volumes;
     std::wstring m_emptyLetters;
     std::map<std::string, ulong> m_calls;
