@@ -340,13 +340,13 @@ public:
 
     // Loads a file of less than 4 GiB. The caller frees `buffer`, which is never NULL, with free. `size` must be less
     // than 1 GiB as it comes, else _E_::FileSizeExceeded is thrown and both stay; after all other failures both are 0.
-    // Throws what mf_getSize throws, _E_::Unspecified for a larger file, _E_::Memory, and _E_::FileAccess, _E_::FileRead
-    // and _E_::FileClose with the system error.
+    // Throws what mf_getSize throws, _E_::FileSizeExceeded for a larger file too, _E_::Memory, and _E_::FileAccess,
+    // _E_::FileRead and _E_::FileClose with the system error.
     static void mf_FileToBuffer(CString const & path, void *& buffer, ICFileSize & size);
 
     // Writes to the handle's position; without `data`, makes the file sparse, of that size and without content. Size 0
     // cuts the file at its position. Throws _E_::Parameter for an invalid handle, _E_::FileSizeExceeded for data of
-    // 1 GiB or more, and _E_::FileAccess and _E_::FileWrite with the system error.
+    // 1 GiB or more, or less than none, and _E_::FileAccess and _E_::FileWrite with the system error.
     static void mf_BufferToFile(void * const file, void const * data, ICFileSize const & size);
 
     // The same to the beginning of a file, which is made if it is missing, as are its directories; a longer one keeps

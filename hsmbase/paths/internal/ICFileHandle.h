@@ -20,3 +20,11 @@ inline bool f_open(ICFileHandle & file, wchar_t const * longPath, ulong access, 
     *file.mf_receive() = ::CreateFileW(longPath, access, share, nullptr, disposition, flags, nullptr);
     return file.mf_isOpen();
 }
+
+// Writes all of a block. A count that is short is a failure, for which the last error may be 0.
+inline bool f_write(HANDLE file, void const * bytes, ulong length)
+{
+    ulong written = 0;
+    ::SetLastError(0);
+    return ::WriteFile(file, bytes, length, &written, nullptr) && written == length;
+}
