@@ -236,12 +236,13 @@ public:
     // throw.
     static void mf_setW32FileAttributes(CString const & path, _WIN32_FILE_ATTRIBUTE_DATA const & data);
 
-    // The same for this path.
+    // The same for this path, in its NTFS form. Throws besides what mf_isLocal throws.
     void mf_applyW32FileAttributes(_WIN32_FILE_ATTRIBUTE_DATA const & data) const;
 
-    // The entry of one file or directory in its directory. Throws _E_::Parameter for an empty path, _E_::FileNotFound
-    // where the system says that there is no such file, else _E_::FileAccess, and _E_::System if the search can't be
-    // closed, the last three with the system error.
+    // The entry of one file or directory in its directory; backslashes at the end of the path don't count. Throws
+    // _E_::Parameter for an empty path, _E_::FileNotFound where the system says that there is no such file, else
+    // _E_::FileAccess, and _E_::System if the search can't be closed, the last three with the system error. `data` is 0
+    // if nothing was found.
     static void mf_getW32FindData(CString const & path, _WIN32_FIND_DATAW & data);
 
     // Throws _E_::FileAccess with the system error.
@@ -272,7 +273,8 @@ public:
     // path and an unset buffer, _E_::Security with the system error, and what ICSystem::mf_adjustSecurityAccess throws.
     static void mf_setSecurityDescriptor(CString const & path, ICBuffer const & descriptor);
 
-    // The same for this path, but an unset buffer is _E_::Initialization.
+    // The same for this path, in its NTFS form, but an unset buffer is _E_::Initialization. Throws besides what
+    // mf_isLocal throws.
     void mf_applySecurityDescriptor(ICBuffer const & descriptor) const;
 
     // Copy what follows the positions of the handles to the end of the source, 64 KiB at a time, and answer the number

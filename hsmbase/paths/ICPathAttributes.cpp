@@ -1,9 +1,11 @@
-// Attributes, times and security of files.
+// Attributes of files, and what else a look at a file tells.
 #include "hsmbase/failure/internal/ICTrace.h"
 #include "hsmbase/paths/ICLongPath.h"
 #include "hsmbase/paths/ICPath.h"
 #include "hsmbase/paths/internal/ICFileHandle.h"
+#include "hsmbase/paths/internal/ICFindHandle.h"
 #include "hsmbase/paths/internal/ICFirstFailure.h"
+#include "hsmbase/paths/internal/PathStep.h"
 
 // The errors by which the system says that there is no such path.
 // Deliberate: which of them an operation takes for that differs, and callers rely on the lists as they are.
@@ -60,6 +62,90 @@ void ICPath::mf_setAttributes(CString const & path, ulong attributes)
     throw ICTrace(_sFunction_)
         .mf_failed(failure, L"Failure setting file attributes for file\r\n%s'%s':\r\n%s", ICLog::TAB, path,
                    failure.mf_toString());
+}
+
+void ICPath::mf_addAttributes(CString const & path, ulong attributes)
+{
+    static wchar_t const _sFunction_[] = L"ICPath::mf_addAttributes";
+
+    CString const longPath = ICLongPath::mf_addLongPathUNCPrefix(path);
+    ::SetLastError(0);
+    ulong const present = ::GetFileAttributesW(longPath);
+    if (present == INVALID_FILE_ATTRIBUTES) {
+        ICErrno const failure = f_systemFailure(ICErrno::_E_::FileAccess);
+        throw ICTrace(_sFunction_)
+            .mf_failed(failure, L"Failure getting file attributes for '%s': %s", path, failure.mf_toString());
+    }
+    ::SetLastError(0);
+    if (!::SetFileAttributesW(longPath, present | attributes)) {
+        ICErrno const failure = f_systemFailure(ICErrno::_E_::FileAccess);
+        // Deliberate: it says "Ignored", and is thrown.
+        throw ICTrace(_sFunction_)
+            .mf_failed(failure,
+                       L"Failure setting file attributes for '%s': %s\r\n%sIgnored, attribute(s) 0x%8.8x not set", path,
+                       failure.mf_toString(), ICLog::TAB, attributes);
+    }
+}
+
+void ICPath::mf_removeAttributes(CString const & path, ulong attributes)
+{
+    static wchar_t const _sFunction_[] = L"ICPath::mf_removeAttributes";
+
+    CString const longPath = ICLongPath::mf_addLongPathUNCPrefix(path);
+    ::SetLastError(0);
+    ulong present = ::GetFileAttributesW(longPath);
+    if (present == INVALID_FILE_ATTRIBUTES) {
+        ICErrno const failure = f_systemFailure(ICErrno::_E_::FileAccess);
+        // Setting them tells whether it mattered.
+        ICTrace(_sFunction_)
+            .mf_error(L"Failure getting file attributes for '%s': %s\r\n"
+                      L"%sIgnored, assuming no attributes (0x00000000)",
+                      path, failure.mf_toString(), ICLog::TAB);
+        present = 0;
+    }
+    ::SetLastError(0);
+    if (!::SetFileAttributesW(longPath, present & ~attributes)) {
+        ICErrno const failure = f_systemFailure(ICErrno::_E_::FileAccess);
+        // Deliberate: it says "getting", "Ignored" and these two attributes, whatever they are, and is thrown. Taking
+        // off these two is what the operation is for.
+        throw ICTrace(_sFunction_)
+            .mf_failed(failure,
+                       L"Failure getting file attributes for '%s': %s\r\n"
+                       L"%sIgnored, FILE_ATTRIBUTE_SPARSE_FILE and FILE_ATTRIBUTE_OFFLINE not set",
+                       path, failure.mf_toString(), ICLog::TAB);
+    }
+}
+
+CString ICPath::mf_getAttributesString(ulong attributes, CString const & separator)
+{
+    struct ATTRIBUTE_NAME
+    {
+        ulong bit;
+        wchar_t const * name;
+    };
+    static constexpr ATTRIBUTE_NAME NAMES[] = {{FILE_ATTRIBUTE_READONLY, L"READONLY"},
+                                               {FILE_ATTRIBUTE_HIDDEN, L"HIDDEN"},
+                                               {FILE_ATTRIBUTE_SYSTEM, L"SYSTEM"},
+                                               {FILE_ATTRIBUTE_DIRECTORY, L"DIRECTORY"},
+                                               {FILE_ATTRIBUTE_ARCHIVE, L"ARCHIVE"},
+                                               {FILE_ATTRIBUTE_DEVICE, L"DEVICE"},
+                                               {FILE_ATTRIBUTE_NORMAL, L"NORMAL"},
+                                               {FILE_ATTRIBUTE_TEMPORARY, L"TEMPORARY"},
+                                               {FILE_ATTRIBUTE_SPARSE_FILE, L"SPARSE_FILE"},
+                                               {FILE_ATTRIBUTE_REPARSE_POINT, L"REPARSE_POINT"},
+                                               {FILE_ATTRIBUTE_COMPRESSED, L"COMPRESSED"},
+                                               {FILE_ATTRIBUTE_OFFLINE, L"OFFLINE"},
+                                               {FILE_ATTRIBUTE_NOT_CONTENT_INDEXED, L"NOT_CONTENT_INDEXED"},
+                                               {FILE_ATTRIBUTE_ENCRYPTED, L"ENCRYPTED"},
+                                               {FILE_ATTRIBUTE_VIRTUAL, L"VIRTUAL"}};
+
+    CString names;
+    for (ATTRIBUTE_NAME const & attribute : NAMES) {
+        if (!(attributes & attribute.bit)) continue;
+        if (!names.IsEmpty()) names += separator;
+        names += attribute.name;
+    }
+    return names;
 }
 
 int ICPath::mf_isDirectory(ulong attributes)
@@ -157,14 +243,52 @@ ICFileSize ICPath::mf_getSize(CString const & path)
 {
     static wchar_t const _sFunction_[] = L"ICPath::mf_getSize";
 
-    try {
-        WIN32_FILE_ATTRIBUTE_DATA data = {};
-        mf_getW32FileAttributes(path, data);
-        return ICFileSize(data.nFileSizeLow, data.nFileSizeHigh);
-    }
-    catch (ICErrno & failure) {
+    WIN32_FILE_ATTRIBUTE_DATA data = {};
+    f_step(
+        _sFunction_, [&] { mf_getW32FileAttributes(path, data); }, L"Failure querying file size for '%s':\r\n%s%s",
+        path, ICLog::TAB);
+    return ICFileSize(data.nFileSizeLow, data.nFileSizeHigh);
+}
+
+ICFileSize ICPath::mf_getCompressedSize(CString const & path)
+{
+    static wchar_t const _sFunction_[] = L"ICPath::mf_getCompressedSize";
+
+    CString const longPath = ICLongPath::mf_addLongPathUNCPrefix(path);
+    ulong high = 0;
+    ::SetLastError(0);
+    ulong const low = ::GetCompressedFileSizeW(longPath, &high);
+    // No value of the low half alone means a failure.
+    if (::GetLastError() == ERROR_SUCCESS) return ICFileSize(low, high);
+
+    ICErrno const failure = f_systemFailure(ICErrno::_E_::FileAccess);
+    throw ICTrace(_sFunction_)
+        .mf_failed(failure, L"Failure querying compressed file size for file '%s':\r\n%s%s", path, ICLog::TAB,
+                   failure.mf_toString());
+}
+
+void ICPath::mf_getW32FindData(CString const & path, _WIN32_FIND_DATAW & data)
+{
+    static wchar_t const _sFunction_[] = L"ICPath::mf_getW32FindData";
+
+    if (path.IsEmpty()) throw ICTrace(_sFunction_).mf_failed(ICErrno::_E_::Parameter, L"Empty path");
+    CString const name = ICLongPath::mf_addLongPathUNCPrefix(path).TrimRight(L'\\');
+    data = WIN32_FIND_DATAW();
+    ::SetLastError(0);
+    ICFindHandle search(::FindFirstFileExW(name, FindExInfoStandard, &data, FindExSearchNameMatch, nullptr, 0));
+    if (!search.mf_isOpen()) {
+        ulong const systemError = ::GetLastError();
+        ICErrno const failure(
+            f_isMissingOrMisnamed(systemError) ? ICErrno::_E_::FileNotFound : ICErrno::_E_::FileAccess, systemError);
         throw ICTrace(_sFunction_)
-            .mf_failed(failure, L"Failure querying file size for '%s':\r\n%s%s", path, ICLog::TAB,
+            .mf_failedAt(ICLogData::LEVEL_W, failure, L"Failure searching file '%s':\r\n%s", path,
+                         failure.mf_toString());
+    }
+    ::SetLastError(0);
+    if (!search.mf_close()) {
+        ICErrno const failure = f_systemFailure(ICErrno::_E_::System);
+        throw ICTrace(_sFunction_)
+            .mf_failed(failure, L"Failure closing FindFile handle for globber '%s':\r\n%s", path,
                        failure.mf_toString());
     }
 }

@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "hsmbase/failure/internal/ICTrace.h"
+#include "hsmbase/paths/internal/PathStep.h"
 
 // An operation of several steps, all of which run although one fails: each failure leaves its line, the first is kept
 // and thrown in the end.
@@ -17,10 +18,11 @@
 //     }
 //     outcome.mf_throw();
 //
-// The last "%s" of each text takes the failure itself, in the logging language; the arguments fill the others. Where a
-// text goes on behind the failure, or doesn't show it, the step throws by itself and mf_run takes no text.
+// The last "%s" of each text takes the failure itself, in the logging language; the arguments fill the others. Where
+// a text goes on behind the failure, or doesn't show it, the step throws by itself and mf_run takes no text.
 //
-// What is thrown that is no ICErrno, such as the class library's lack of memory, is kept like a failure, without a line.
+// What is thrown that is no ICErrno, such as the class library's lack of memory, is kept like a failure, without a
+// line.
 //
 // Threads: one at a time.
 class ICFirstFailure
@@ -54,14 +56,7 @@ public:
     template<class STEP, class... ARGS>
     bool mf_run(STEP const & step, FORMAT<ARGS...> format, ARGS const &... args)
     {
-        return mf_run([&] {
-            try {
-                step();
-            }
-            catch (ICErrno & failure) {
-                throw ICTrace(m_function).mf_failed(failure, format, args..., failure.mf_toString());
-            }
-        });
+        return mf_run([&] { f_step(m_function, step, format, args...); });
     }
 
     // One call of the platform, which answers 0 for a failure. The last error is cleared ahead of it.
