@@ -1,7 +1,7 @@
 # Target headers_alone: compiles a source for each header that includes that header and nothing else, so that no header
 # leans on what happens to be included before it. Part of ./dev lint.
 file(GLOB_RECURSE headers RELATIVE ${PROJECT_SOURCE_DIR} CONFIGURE_DEPENDS
-    classlib/*.h hsmbase/*.h frame/*.h languages/*.h programs/*.h tests/*.h)
+    classlib/*.h hsmbase/*.h frame/*.h languages/*.h programs/*.h tests/*.h winehost/*.h)
 set(sources)
 foreach(header ${headers})
     string(REPLACE "/" "_" source ${header})

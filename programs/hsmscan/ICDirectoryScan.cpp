@@ -1,126 +1,163 @@
 #include "programs/hsmscan/ICDirectoryScan.h"
 
-#include "hsmbase/failure/internal/ICHandle.h"
+#include <algorithm>
+
 #include "hsmbase/failure/internal/ICTrace.h"
+#include "hsmbase/paths/ICDirectoryEntries.h"
 #include "hsmbase/paths/ICLongPath.h"
 #include "hsmbase/paths/ICPath.h"
+#include "hsmbase/volumes/ICStorage.h"
+#include "hsmbase/volumes/ICVolume.h"
 #include "languages/ResourceIds.h"
 #include "programs/hsmscan/ICScanTotals.h"
 
 namespace
 {
-struct SEARCH_HANDLE
-{
-    using TYPE = HANDLE;
-    static TYPE mf_none() { return INVALID_HANDLE_VALUE; }
-    static int mf_close(TYPE handle) { return ::FindClose(handle); }
-};
-using ICSearchHandle = ICHandle<SEARCH_HANDLE>;
 
-// With a drive or a share in front, as the long form of a path needs it.
-CString f_absolutePath(CString const & path)
+bool f_contains(std::vector<CString> const & texts, CString const & text)
 {
-    static wchar_t const _sFunction_[] = L"f_absolutePath";
-    CString absolute;
-    ::SetLastError(0);
-    ulong const capacity = ::GetFullPathNameW(path, 0, nullptr, nullptr);
-    ulong length = 0;
-    if (capacity != 0) {
-        length = ::GetFullPathNameW(path, capacity, absolute.GetBuffer(static_cast<int>(capacity)), nullptr);
-        absolute.ReleaseBuffer(length < capacity ? static_cast<int>(length) : 0);
-    }
-    if (length == 0) {
-        ICErrno const failure = f_systemFailure(ICErrno::_E_::Path);
-        throw ICTrace(_sFunction_)
-            .mf_failed(failure, L"Failure getting full path of '%s':\r\n%s%s", path, ICLog::TAB, failure.mf_toString());
-    }
-    return absolute;
+    return std::find(texts.begin(), texts.end(), text) != texts.end();
 }
 
-bool f_isDotName(wchar_t const * name)
+// "\\?\Volume{...}", with or without backslash at its end.
+bool f_isVolumeId(CString const & path)
 {
-    return name[0] == L'.' && (name[1] == L'\0' || (name[1] == L'.' && name[2] == L'\0'));
+    constexpr int ID_PATH = 49;
+    return path.Left(11) == L"\\\\?\\Volume{" && ICPath::mf_normalizeDirectory(path).GetLength() == ID_PATH;
 }
+
+// By its letter, if it has one: the name by which its users know it.
+CString f_rootOfVolume(CString const & idPath)
+{
+    if (!ICStorage::mf_isInitialized()) return idPath;
+    ICArray<ICVolume *, ICVolume *> volumes;
+    ICStorage::mf_getVolumes(volumes);
+    for (INT_PTR index = 0; index < volumes.GetCount(); ++index)
+        if (volumes[index]->mf_getIdPath() == idPath && volumes[index]->mf_hasDriveLetter())
+            return volumes[index]->mf_getDriveLetterPath();
+    return idPath;
+}
+
 } // namespace
 
-void ICDirectoryScan::mf_scan(CString const & path)
+// With a drive, a share or a volume in front, as the long form of a path needs it, and a backslash at the end.
+CString ICDirectoryScan::mf_implFindDirectory(CString const & path)
 {
-    static wchar_t const _sFunction_[] = L"ICDirectoryScan::mf_scan";
+    static wchar_t const _sFunction_[] = L"ICDirectoryScan::mf_implFindDirectory";
+    if (path.IsEmpty()) throw ICTrace(_sFunction_).mf_failed(ICErrno::_E_::Parameter, L"Empty path");
+    if (f_isVolumeId(path)) return f_rootOfVolume(ICPath::mf_normalizeDirectory(path));
+    // "D:" is meant as the drive, not as the current directory on it.
+    if (path.GetLength() == 2 && ICPath::mf_isNTFSPathName(path)) return ICPath::mf_normalizeDirectory(path);
+    return ICPath::mf_normalizeDirectory(ICPath::mf_getAbsolutePath(ICLongPath::mf_removeLongPathUNCPrefix(path)));
+}
+
+ICDirectoryScan::VOLUME ICDirectoryScan::mf_implFindVolume(CString const & directory)
+{
+    VOLUME volume;
     try {
-        CString const directory = f_absolutePath(ICLongPath::mf_removeLongPathUNCPrefix(path));
-        if (!(ICPath::mf_getAttributes(directory, 1) & FILE_ATTRIBUTE_DIRECTORY))
+        CString const root = ICVolume::mf_getVolumeRoot(directory);
+        volume.m_clusterSize = std::max(1ul, ICVolume::mf_getClusterSize(root));
+        volume.m_isWhole = ICVolume::mf_maches(root, directory) != 0;
+        if (!ICPath::mf_isUNCPathName(root)) volume.m_idPath = ICVolume::mf_getVolumeIdPath(root);
+    }
+    catch (ICErrno &) {
+        // It has left its trace. The scan does without what a file system won't tell.
+    }
+    return volume;
+}
+
+void ICDirectoryScan::mf_scan(std::vector<CString> const & paths)
+{
+    for (CString const & path : paths)
+        mf_implReserveVolume(path);
+    for (CString const & path : paths) {
+        m_listener.m_started(path);
+        mf_implScan(path);
+    }
+}
+
+void ICDirectoryScan::mf_implReserveVolume(CString const & path)
+{
+    try {
+        VOLUME const volume = mf_implFindVolume(mf_implFindDirectory(path));
+        if (volume.m_isWhole && !volume.m_idPath.IsEmpty()) m_reserved.push_back(volume.m_idPath);
+    }
+    catch (ICErrno &) {
+        // Told when the path's turn comes.
+    }
+}
+
+void ICDirectoryScan::mf_implScan(CString const & path)
+{
+    static wchar_t const _sFunction_[] = L"ICDirectoryScan::mf_implScan";
+    try {
+        CString const directory = mf_implFindDirectory(path);
+        if (!ICPath::mf_isDirectory(directory))
             throw ICTrace(_sFunction_).mf_failed(ICErrno::_E_::Path, L"'%s' is no directory", path);
-        m_waiting.push_back(ICPath::mf_normalizeDirectory(directory));
+        mf_implWalk(directory);
     }
     catch (ICErrno & failure) {
-        ICErrnoData data = failure.mf_getErrnoData();
-        ICErrnoData::mf_setMessage(data, L"KVR29002E", IDS_KVR29002_TEXT, IDS_KVR29002_EXPLANATION,
-                                   IDS_KVR29002_SYSTEM_ACTION, IDS_KVR29002_USER_RESPONSE, path.GetString());
-        mf_implReport(data);
-        return;
+        mf_implReport(failure, L"KVR29002E", IDS_KVR29002_TEXT, path);
     }
+}
+
+void ICDirectoryScan::mf_implWalk(CString const & directory)
+{
+    VOLUME const volume = mf_implFindVolume(directory);
+    if (volume.m_isWhole && !volume.m_idPath.IsEmpty()) {
+        if (f_contains(m_entered, volume.m_idPath)) return;
+        m_entered.push_back(volume.m_idPath);
+    }
+    m_current = volume.m_idPath;
     m_totals.mf_addRoot();
+    m_waiting.push_back({directory, volume.m_clusterSize});
     while (!m_waiting.empty()) {
-        CString const directory = m_waiting.back();
+        PLACE const place = m_waiting.back();
         m_waiting.pop_back();
-        mf_implReadDirectory(directory);
+        try {
+            mf_implReadDirectory(place);
+        }
+        catch (ICErrno & failure) {
+            m_totals.mf_addUnreadable();
+            mf_implReport(failure, L"KVR29001E", IDS_KVR29001_TEXT, place.m_directory);
+        }
     }
 }
 
-void ICDirectoryScan::mf_implReadDirectory(CString const & directory)
+void ICDirectoryScan::mf_implReadDirectory(PLACE const & place)
 {
-    try {
-        mf_implReadEntries(directory);
-    }
-    catch (ICErrno & failure) {
-        m_totals.mf_addUnreadable();
-        ICErrnoData data = failure.mf_getErrnoData();
-        ICErrnoData::mf_setMessage(data, L"KVR29001E", IDS_KVR29001_TEXT, IDS_KVR29001_EXPLANATION,
-                                   IDS_KVR29001_SYSTEM_ACTION, IDS_KVR29001_USER_RESPONSE, directory.GetString());
-        mf_implReport(data);
-    }
+    ICDirectoryEntries entries(place.m_directory);
+    while (entries.mf_next())
+        mf_implAddEntry(entries.mf_getEntry(), place);
 }
 
-void ICDirectoryScan::mf_implReadEntries(CString const & directory)
+void ICDirectoryScan::mf_implAddEntry(WIN32_FIND_DATAW const & entry, PLACE const & place)
 {
-    static wchar_t const _sFunction_[] = L"ICDirectoryScan::mf_implReadEntries";
-    WIN32_FIND_DATAW entry;
-    ::SetLastError(0);
-    ICSearchHandle const search(::FindFirstFileExW(ICLongPath::mf_addLongPathUNCPrefix(directory + L"*"),
-                                                   FindExInfoBasic, &entry, FindExSearchNameMatch, nullptr,
-                                                   FIND_FIRST_EX_LARGE_FETCH));
-    if (!search.mf_isOpen()) {
-        ICErrno const failure = f_systemFailure(ICErrno::_E_::FileAccess);
-        // The root of a volume has no "." and ".." and may hold nothing at all.
-        if (failure.mf_getErrnoData().mf_getOriginatorErrno() == ERROR_FILE_NOT_FOUND) return;
-        throw ICTrace(_sFunction_)
-            .mf_failed(failure, L"Failure opening directory '%s':\r\n%s%s", directory, ICLog::TAB,
-                       failure.mf_toString());
-    }
-    for (int isFound = 1; isFound;) {
-        mf_implAddEntry(entry, directory);
-        ::SetLastError(0);
-        isFound = ::FindNextFileW(search.mf_get(), &entry);
-    }
-    if (::GetLastError() != ERROR_NO_MORE_FILES) {
-        ICErrno const failure = f_systemFailure(ICErrno::_E_::FileAccess);
-        throw ICTrace(_sFunction_)
-            .mf_failed(failure, L"Failure reading directory '%s':\r\n%s%s", directory, ICLog::TAB,
-                       failure.mf_toString());
-    }
+    ulong const attributes = entry.dwFileAttributes;
+    m_totals.mf_add(entry, place.m_directory, place.m_clusterSize);
+    if (!ICPath::mf_isDirectory(attributes)) return;
+    if (!(attributes & FILE_ATTRIBUTE_REPARSE_POINT))
+        m_waiting.push_back({place.m_directory + entry.cFileName + L"\\", place.m_clusterSize});
+    else if (entry.dwReserved0 == IO_REPARSE_TAG_MOUNT_POINT)
+        mf_implEnterVolume(place.m_directory + entry.cFileName + L"\\");
 }
 
-void ICDirectoryScan::mf_implAddEntry(WIN32_FIND_DATAW const & entry, CString const & directory)
+// A link to a directory has the same tag as a mount point, but no volume id.
+void ICDirectoryScan::mf_implEnterVolume(CString const & directory)
 {
-    if (f_isDotName(entry.cFileName)) return;
-    m_totals.mf_add(entry, directory);
-    constexpr ulong LINKED = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
-    if ((entry.dwFileAttributes & LINKED) == FILE_ATTRIBUTE_DIRECTORY)
-        m_waiting.push_back(directory + entry.cFileName + L"\\");
+    VOLUME const volume = mf_implFindVolume(directory);
+    if (!volume.m_isWhole || volume.m_idPath.IsEmpty() || volume.m_idPath == m_current) return;
+    if (f_contains(m_reserved, volume.m_idPath) || f_contains(m_entered, volume.m_idPath)) return;
+    m_entered.push_back(volume.m_idPath);
+    m_waiting.push_back({directory, volume.m_clusterSize});
 }
 
-void ICDirectoryScan::mf_implReport(ICErrnoData const & data)
+void ICDirectoryScan::mf_implReport(ICErrno const & failure, wchar_t const * number, unsigned int textId,
+                                    CString const & path)
 {
+    ICErrnoData data = failure.mf_getErrnoData();
+    // A message's other texts follow its own.
+    ICErrnoData::mf_setMessage(data, number, textId, textId + 1, textId + 2, textId + 3, path.GetString());
     m_worst.mf_update(data);
-    m_report(ICErrno(data));
+    m_listener.m_failed(ICErrno(data));
 }

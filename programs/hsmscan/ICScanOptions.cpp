@@ -47,6 +47,59 @@ std::optional<long long> f_size(wchar_t const * text)
     auto const number = f_number(text, end, LLONG_MAX >> shift);
     return number ? std::optional(*number << shift) : std::nullopt;
 }
+
+std::optional<CString> f_text(wchar_t const * text)
+{
+    return *text != L'\0' ? std::optional(CString(text)) : std::nullopt;
+}
+
+template<class VALUE>
+bool f_store(VALUE & target, std::optional<VALUE> const & parsed)
+{
+    if (parsed) target = *parsed;
+    return parsed.has_value();
+}
+
+struct OPTION
+{
+    wchar_t const * name;
+    bool needsValue;
+    bool (*take)(ICScanOptions & options, wchar_t const * value); // false: the value is none
+};
+
+template<bool ICScanOptions::*WANTED>
+bool f_want(ICScanOptions & options, wchar_t const *)
+{
+    return options.*WANTED = true;
+}
+
+template<auto MEMBER, auto PARSE>
+bool f_take(ICScanOptions & options, wchar_t const * value)
+{
+    return f_store(options.*MEMBER, PARSE(value));
+}
+
+bool f_explain(ICScanOptions & options, wchar_t const * value)
+{
+    options.m_explained.emplace_back(value);
+    return *value != L'\0';
+}
+
+constexpr OPTION OPTIONS[] = {
+    {L"--min-size", true, &f_take<&ICScanOptions::m_minSize, &f_size>},
+    {L"--min-age", true, &f_take<&ICScanOptions::m_minAge, &f_count>},
+    {L"--largest", true, &f_take<&ICScanOptions::m_largest, &f_count>},
+    {L"--language", true, &f_take<&ICScanOptions::m_language, &f_text>},
+    {L"--root", true, &f_take<&ICScanOptions::m_registryRoot, &f_text>},
+    {L"--log-level", true, &f_take<&ICScanOptions::m_logLevel, &f_text>},
+    {L"--log-dir", true, &f_take<&ICScanOptions::m_logDirectory, &f_text>},
+    {L"--log-size", true, &f_take<&ICScanOptions::m_logSize, &f_size>},
+    {L"--volumes", false, &f_want<&ICScanOptions::m_areVolumesWanted>},
+    {L"--system", false, &f_want<&ICScanOptions::m_isSystemWanted>},
+    {L"--explain", true, &f_explain},
+    {L"--help", false, &f_want<&ICScanOptions::m_isHelpWanted>},
+    {L"--version", false, &f_want<&ICScanOptions::m_isVersionWanted>},
+};
 } // namespace
 
 ICScanOptions::ICScanOptions(int count, wchar_t const * const * arguments)
@@ -64,56 +117,27 @@ ICScanOptions::ICScanOptions(int count, wchar_t const * const * arguments)
             m_paths.emplace_back(argument);
         }
     }
-    if (mf_isValid() && m_paths.empty() && !m_isHelpWanted && !m_isVersionWanted)
-        mf_implComplain(IDS_HSMSCAN_NO_PATH, L"", L"");
+    if (mf_isValid() && !mf_implHasTask()) mf_implComplain(IDS_HSMSCAN_NO_PATH, L"", L"");
+}
+
+bool ICScanOptions::mf_implHasTask() const
+{
+    return m_isHelpWanted || m_isVersionWanted || m_isSystemWanted || m_areVolumesWanted || !m_explained.empty() ||
+           !m_paths.empty();
 }
 
 void ICScanOptions::mf_implRead(wchar_t const * option, wchar_t const * value, bool & isValueUsed)
 {
-    CString const name = option;
-    auto const store = [&](auto & target, auto const & parsed) {
-        if (parsed)
-            target = *parsed;
-        else
-            mf_implComplain(IDS_HSMSCAN_VALUE_INVALID, option, value);
-    };
-
-    if (name == L"--help") {
-        m_isHelpWanted = true;
-        return;
-    }
-    if (name == L"--version") {
-        m_isVersionWanted = true;
-        return;
-    }
-    struct TEXT_OPTION
-    {
-        wchar_t const * name;
-        CString ICScanOptions::*text;
-    };
-    static constexpr TEXT_OPTION TEXT_OPTIONS[] = {
-        {L"--language", &ICScanOptions::m_language},
-        {L"--root", &ICScanOptions::m_registryRoot},
-        {L"--log-dir", &ICScanOptions::m_logDirectory},
-        {L"--log-level", &ICScanOptions::m_logLevel},
-    };
-    auto const * const text = std::find_if(std::begin(TEXT_OPTIONS), std::end(TEXT_OPTIONS),
-                                           [&name](TEXT_OPTION const & entry) { return name == entry.name; });
-    bool const isText = text != std::end(TEXT_OPTIONS);
-    bool const isSize = name == L"--min-size" || name == L"--log-size";
-    if (!isText && !isSize && name != L"--min-age" && name != L"--largest") {
+    auto const * const known = std::find_if(std::begin(OPTIONS), std::end(OPTIONS), [option](OPTION const & entry) {
+        return std::wcscmp(option, entry.name) == 0;
+    });
+    if (known == std::end(OPTIONS))
         mf_implComplain(IDS_HSMSCAN_UNKNOWN_OPTION, option, L"");
-        return;
-    }
-    if (value == nullptr) {
+    else if (known->needsValue && value == nullptr)
         mf_implComplain(IDS_HSMSCAN_VALUE_MISSING, option, L"");
-        return;
-    }
-    isValueUsed = true;
-    if (isText) store(this->*text->text, *value != L'\0' ? std::optional(CString(value)) : std::nullopt);
-    if (isSize) store(name == L"--min-size" ? m_minSize : m_logSize, f_size(value));
-    if (name == L"--min-age") store(m_minAge, f_count(value));
-    if (name == L"--largest") store(m_largest, f_count(value));
+    else if (!known->take(*this, value))
+        mf_implComplain(IDS_HSMSCAN_VALUE_INVALID, option, value);
+    isValueUsed = known != std::end(OPTIONS) && known->needsValue && value != nullptr;
 }
 
 void ICScanOptions::mf_implComplain(unsigned int resourceId, wchar_t const * option, wchar_t const * value)

@@ -23,13 +23,17 @@ public:
     ulong m_largest = 10;
     bool m_isHelpWanted = false;
     bool m_isVersionWanted = false;
-    std::vector<CString> m_paths;
+    bool m_isSystemWanted = false;
+    bool m_areVolumesWanted = false;
+    std::vector<CString> m_explained; // paths
+    std::vector<CString> m_paths;     // to be scanned
 
     // Whether the command line can be followed; if not, mf_getProblem is the sentence for the user.
     bool mf_isValid() const { return m_problem == 0; }
     CString mf_getProblem() const;
 
 private:
+    bool mf_implHasTask() const;
     void mf_implRead(wchar_t const * option, wchar_t const * value, bool & isValueUsed);
     void mf_implComplain(unsigned int resourceId, wchar_t const * option, wchar_t const * value);
 

@@ -30,6 +30,9 @@ constexpr OPTION_TEXT OPTION_TEXTS[] = {
     {IDS_HSMSCAN_LOG_LEVEL_SYNTAX, IDS_HSMSCAN_LOG_LEVEL_HELP},
     {IDS_HSMSCAN_LOG_DIR_SYNTAX, IDS_HSMSCAN_LOG_DIR_HELP},
     {IDS_HSMSCAN_LOG_SIZE_SYNTAX, IDS_HSMSCAN_LOG_SIZE_HELP},
+    {IDS_HSMSCAN_VOLUMES_SYNTAX, IDS_HSMSCAN_VOLUMES_HELP},
+    {IDS_HSMSCAN_SYSTEM_SYNTAX, IDS_HSMSCAN_SYSTEM_HELP},
+    {IDS_HSMSCAN_EXPLAIN_SYNTAX, IDS_HSMSCAN_EXPLAIN_HELP},
     {IDS_HSMSCAN_HELP_SYNTAX, IDS_HSMSCAN_HELP_HELP},
     {IDS_HSMSCAN_VERSION_SYNTAX, IDS_HSMSCAN_VERSION_HELP},
 };
@@ -44,6 +47,7 @@ constexpr TOTAL_TEXT TOTAL_TEXTS[] = {
     {IDS_HSMSCAN_TOTAL_FILES, &ICScanTotals::m_files},
     {IDS_HSMSCAN_TOTAL_DIRECTORIES, &ICScanTotals::m_directories},
     {IDS_HSMSCAN_TOTAL_BYTES, &ICScanTotals::m_bytes},
+    {IDS_HSMSCAN_TOTAL_BYTES_ON_DISK, &ICScanTotals::m_bytesOnDisk},
     {IDS_HSMSCAN_TOTAL_OFFLINE, &ICScanTotals::m_offline},
     {IDS_HSMSCAN_TOTAL_SPARSE, &ICScanTotals::m_sparse},
     {IDS_HSMSCAN_TOTAL_COMPRESSED, &ICScanTotals::m_compressed},
@@ -83,6 +87,11 @@ void ICScanReport::mf_printVersion()
     ICConsole::mf_printLine(ICString(IDS_HSMSCAN_VERSION, L"8.1.2"));
 }
 
+void ICScanReport::mf_printStart(CString const & path)
+{
+    ICConsole::mf_printLine(ICString(IDS_HSMSCAN_SCANNING, path.GetString()));
+}
+
 void ICScanReport::mf_printFailure(ICErrno const & failure)
 {
     ICConsole::mf_printError(failure.mf_toConsoleMessage(CString()));
@@ -104,9 +113,11 @@ void ICScanReport::mf_printTotals(ICScanTotals const & totals)
     if (largest.empty()) return;
     mf_implPrintHeading(IDS_HSMSCAN_HEADING_LARGEST);
     for (ICScanTotals::LARGE_FILE const & file : largest) {
-        CString size;
+        CString size, sizeOnDisk;
         size.Format(L"%16s", ICFileSize(file.size).mf_toString().GetString());
-        ICConsole::mf_printLine(ICString(IDS_HSMSCAN_LARGEST_LINE, size.GetString(), file.path.GetString()));
+        sizeOnDisk.Format(L"%16s", ICFileSize(file.sizeOnDisk).mf_toString().GetString());
+        ICConsole::mf_printLine(
+            ICString(IDS_HSMSCAN_LARGEST_LINE, size.GetString(), sizeOnDisk.GetString(), file.path.GetString()));
     }
 }
 

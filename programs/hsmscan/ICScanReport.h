@@ -10,6 +10,7 @@ class ICScanReport
 public:
     static void mf_printHelp();
     static void mf_printVersion();
+    static void mf_printStart(CString const & path);
     static void mf_printFailure(ICErrno const & failure);
 
     // What was found, as two columns, and the largest files.

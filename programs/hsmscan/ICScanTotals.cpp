@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "hsmbase/failure/ICErrno.h"
+#include "hsmbase/paths/ICPath.h"
 #include "programs/hsmscan/ICScanOptions.h"
 
 namespace
@@ -19,6 +21,23 @@ long long f_daysAgo(ulong days)
     return f_join(now.dwHighDateTime, now.dwLowDateTime) - static_cast<long long>(days) * TICKS_A_DAY;
 }
 
+// Only files that may have less than their size are asked for: it costs a call, which brings nothing back.
+long long f_sizeOnDisk(WIN32_FIND_DATAW const & file, long long size, CString const & directory, ulong clusterSize)
+{
+    constexpr ulong PARTIAL =
+        FILE_ATTRIBUTE_SPARSE_FILE | FILE_ATTRIBUTE_COMPRESSED | FILE_ATTRIBUTE_OFFLINE | FILE_ATTRIBUTE_REPARSE_POINT;
+    if (file.dwFileAttributes & PARTIAL) {
+        try {
+            return ICPath::mf_getCompressedSize(directory + file.cFileName).mf_getValue();
+        }
+        catch (ICErrno &) {
+            // It has left its trace. The file may be gone by now; what was seen of it counts.
+        }
+    }
+    long long const cluster = clusterSize;
+    return (size + cluster - 1) / cluster * cluster;
+}
+
 bool f_isLarger(ICScanTotals::LARGE_FILE const & left, ICScanTotals::LARGE_FILE const & right)
 {
     return left.size != right.size ? left.size > right.size : left.path < right.path;
@@ -29,7 +48,7 @@ ICScanTotals::ICScanTotals(ICScanOptions const & options)
     : m_minSize(options.m_minSize), m_newestWrite(f_daysAgo(options.m_minAge)), m_largestCount(options.m_largest)
 {}
 
-void ICScanTotals::mf_add(WIN32_FIND_DATAW const & entry, CString const & directory)
+void ICScanTotals::mf_add(WIN32_FIND_DATAW const & entry, CString const & directory, ulong clusterSize)
 {
     ulong const attributes = entry.dwFileAttributes;
     m_offline += (attributes & FILE_ATTRIBUTE_OFFLINE) != 0;
@@ -43,19 +62,21 @@ void ICScanTotals::mf_add(WIN32_FIND_DATAW const & entry, CString const & direct
     if (attributes & FILE_ATTRIBUTE_DIRECTORY)
         ++m_directories;
     else
-        mf_implAddFile(entry, directory);
+        mf_implAddFile(entry, directory, clusterSize);
 }
 
-void ICScanTotals::mf_implAddFile(WIN32_FIND_DATAW const & file, CString const & directory)
+void ICScanTotals::mf_implAddFile(WIN32_FIND_DATAW const & file, CString const & directory, ulong clusterSize)
 {
     long long const size = f_join(file.nFileSizeHigh, file.nFileSizeLow);
+    long long const sizeOnDisk = f_sizeOnDisk(file, size, directory, clusterSize);
     ++m_files;
     m_bytes += size;
+    m_bytesOnDisk += sizeOnDisk;
     if (mf_implIsCandidate(file, size)) {
         ++m_candidateFiles;
         m_candidateBytes += size;
     }
-    mf_implKeepIfLarge(size, file, directory);
+    mf_implKeepIfLarge(size, sizeOnDisk, file, directory);
 }
 
 // What is offline or a reparse point has been migrated or belongs to somebody else; the system's own files must stay.
@@ -68,12 +89,13 @@ bool ICScanTotals::mf_implIsCandidate(WIN32_FIND_DATAW const & file, long long s
 }
 
 // A path is composed only for a file that gets in.
-void ICScanTotals::mf_implKeepIfLarge(long long size, WIN32_FIND_DATAW const & file, CString const & directory)
+void ICScanTotals::mf_implKeepIfLarge(long long size, long long sizeOnDisk, WIN32_FIND_DATAW const & file,
+                                      CString const & directory)
 {
     if (m_largestCount == 0) return;
     bool const isFull = m_largest.size() == m_largestCount;
     if (isFull && size < m_largest.front().size) return;
-    LARGE_FILE large{size, directory + file.cFileName};
+    LARGE_FILE large{size, sizeOnDisk, directory + file.cFileName};
     if (isFull) {
         if (!f_isLarger(large, m_largest.front())) return;
         std::pop_heap(m_largest.begin(), m_largest.end(), f_isLarger);

@@ -13,13 +13,15 @@ public:
     struct LARGE_FILE
     {
         long long size; // bytes
+        long long sizeOnDisk;
         CString path;
     };
 
     explicit ICScanTotals(ICScanOptions const & options);
 
-    // One entry of a directory, that is `directory` and its name; `directory` ends with a backslash.
-    void mf_add(WIN32_FIND_DATAW const & entry, CString const & directory);
+    // One entry of a directory, that is `directory` and its name; `directory` ends with a backslash. `clusterSize` is
+    // that of the volume, in bytes, at least 1.
+    void mf_add(WIN32_FIND_DATAW const & entry, CString const & directory, ulong clusterSize);
 
     // A directory that a user has named, and one that cannot be read to its end.
     void mf_addRoot() { ++m_directories; }
@@ -31,6 +33,7 @@ public:
     long long m_files = 0;
     long long m_directories = 0;
     long long m_bytes = 0; // of files, their logical size
+    long long m_bytesOnDisk = 0;
     long long m_offline = 0;
     long long m_sparse = 0;
     long long m_compressed = 0;
@@ -44,9 +47,10 @@ public:
     long long m_unreadable = 0;
 
 private:
-    void mf_implAddFile(WIN32_FIND_DATAW const & file, CString const & directory);
+    void mf_implAddFile(WIN32_FIND_DATAW const & file, CString const & directory, ulong clusterSize);
     bool mf_implIsCandidate(WIN32_FIND_DATAW const & file, long long size) const;
-    void mf_implKeepIfLarge(long long size, WIN32_FIND_DATAW const & file, CString const & directory);
+    void mf_implKeepIfLarge(long long size, long long sizeOnDisk, WIN32_FIND_DATAW const & file,
+                            CString const & directory);
 
     long long const m_minSize;
     long long const m_newestWrite; // file time; what was written later is too young

@@ -10,11 +10,13 @@
 #include "languages/ResourceIds.h"
 #include "programs/hsmscan/ICConsole.h"
 #include "programs/hsmscan/ICDirectoryScan.h"
+#include "programs/hsmscan/ICMachineReport.h"
+#include "programs/hsmscan/ICPathReport.h"
 #include "programs/hsmscan/ICScanOptions.h"
 #include "programs/hsmscan/ICScanReport.h"
 #include "programs/hsmscan/ICScanTotals.h"
 
-// hsmscan looks through directories for files that are worth migrating, without recalling any.
+// hsmscan looks through directories, drives and volumes for files that are worth migrating, without recalling any.
 
 namespace
 {
@@ -34,19 +36,31 @@ int f_refuse(CString const & problem)
     return f_exitCode(ICErrno::_E_::UserInput);
 }
 
-int f_scan(ICScanOptions const & options)
+ICErrnoNumber f_scan(ICScanOptions const & options)
 {
     ICScanTotals totals(options);
-    ICDirectoryScan scan(totals, &ICScanReport::mf_printFailure);
-    for (CString const & path : options.m_paths) {
-        ICConsole::mf_printLine(ICString(IDS_HSMSCAN_SCANNING, path.GetString()));
-        scan.mf_scan(path);
-    }
+    ICDirectoryScan scan(totals, {&ICScanReport::mf_printStart, &ICScanReport::mf_printFailure});
+    scan.mf_scan(options.m_paths);
     ICScanReport::mf_printTotals(totals);
     bool const isComplete = scan.mf_getWorst().mf_isInfo();
     ICConsole::mf_printLine(CString());
     ICConsole::mf_printLine(ICString(isComplete ? IDS_HSMSCAN_COMPLETED : IDS_HSMSCAN_COMPLETED_WITH_FAILURES));
-    return f_exitCode(scan.mf_getWorst());
+    return scan.mf_getWorst();
+}
+
+// All that the command line asks for, in the order in which the help lists it.
+int f_answer(ICScanOptions const & options)
+{
+    ICErrnoNumber worst;
+    if (options.m_areVolumesWanted) ICMachineReport::mf_printVolumes();
+    if (options.m_isSystemWanted) ICMachineReport::mf_printSystem();
+    for (CString const & path : options.m_explained) {
+        ICPathReport report(path);
+        report.mf_print();
+        worst.mf_update(report.mf_getWorst());
+    }
+    if (!options.m_paths.empty()) worst.mf_update(f_scan(options));
+    return f_exitCode(worst);
 }
 
 // The size stays for later runs, the level is for this one. Both leave a line in the log.
@@ -90,19 +104,20 @@ int f_work(ICScanOptions const & options, bool isLanguageKnown)
         return 0;
     }
     f_configureLog(options);
-    return f_scan(options);
+    return f_answer(options);
 }
 
 int f_run(ICScanOptions const & options)
 {
     bool const isKnown = options.m_language.IsEmpty() || f_isLanguageKnown(options.m_language);
-    // What does no work needs no logs.
-    bool const isLogging = options.mf_isValid() && isKnown && !options.m_isHelpWanted && !options.m_isVersionWanted;
+    // What does no work needs neither logs nor volumes.
+    bool const isWorking = options.mf_isValid() && isKnown && !options.m_isHelpWanted && !options.m_isVersionWanted;
     ICProgramFrame const frame({.m_registryRoot = options.m_registryRoot,
                                 .m_language = isKnown ? options.m_language : CString(),
                                 .m_logDirectory = options.m_logDirectory,
-                                .m_traceLog = isLogging ? L"hsmscan.log" : L"",
-                                .m_adminLog = isLogging ? L"hsmscan-admin.log" : L"",
+                                .m_traceLog = isWorking ? L"hsmscan.log" : L"",
+                                .m_adminLog = isWorking ? L"hsmscan-admin.log" : L"",
+                                .m_storage = isWorking,
                                 .m_tellFailure = &ICScanReport::mf_printFailure});
     try {
         return f_work(options, isKnown);

@@ -40,6 +40,14 @@ protected:
         return std::regex_search(output, match, line) ? std::stoll(match[1]) : -1;
     }
 
+    // The value in the row of an explained path.
+    static std::string mf_row(std::string const & output, std::string const & label)
+    {
+        std::smatch match;
+        std::regex const line("(^|\\n) *" + label + "  +([^\\r]*)\\r");
+        return std::regex_search(output, match, line) ? match[2].str() : "no such row in " + output;
+    }
+
     ICRegistrySandbox const m_registry;
     ICTemporaryDirectory const m_directory;
     ICTemporaryDirectory const m_logs;
@@ -135,12 +143,76 @@ TEST_F(Hsmscan, Help_ListsTheOptionsWithinTheWidthOfAConsole)
 {
     RUN const run = mf_run({L"--help"});
     EXPECT_EQ(0u, run.exitCode);
-    for (char const * const option : {"hsmscan [options] PATH...", "--min-size", "--min-age", "--largest", "--language",
-                                      "--root", "--help", "--version"})
+    for (char const * const option :
+         {"hsmscan [options] [PATH...]", "--min-size", "--min-age", "--largest", "--language", "--root", "--volumes",
+          "--system", "--explain", "--help", "--version"})
         EXPECT_THAT(run.output, HasSubstr(option));
     std::istringstream lines(run.output);
     for (std::string line; std::getline(lines, line);)
         EXPECT_LE(line.size(), 80u) << line;
+}
+
+TEST_F(Hsmscan, Volumes_AreThoseOfTheMachine)
+{
+    RUN const run = mf_run({L"--volumes"});
+    EXPECT_EQ(0u, run.exitCode) << run.errors;
+    EXPECT_THAT(run.output, HasSubstr("Volume C:\\\r\n"));
+    EXPECT_THAT(run.output, HasSubstr("\\\\?\\Volume{"));
+    EXPECT_THAT(run.output, Not(HasSubstr("Totals"))) << "nothing was to be scanned";
+}
+
+TEST_F(Hsmscan, System_TellsHostAndDirectories)
+{
+    wchar_t name[MAX_COMPUTERNAME_LENGTH + 1] = {};
+    DWORD length = MAX_COMPUTERNAME_LENGTH + 1;
+    ASSERT_TRUE(::GetComputerNameW(name, &length));
+    RUN const run = mf_run({L"--system"});
+    EXPECT_EQ(0u, run.exitCode) << run.errors;
+    EXPECT_THAT(run.output, HasSubstr(std::string(name, name + length)));
+    EXPECT_THAT(run.output, HasSubstr("System\r\n"));
+}
+
+TEST_F(Hsmscan, Explain_ShowsEveryFormOfAPathAndWhatLiesThere)
+{
+    std::wstring const file = m_directory.mf_makeFile(L"a.bin", "12345");
+    RUN const run = mf_run({L"--explain", file});
+    EXPECT_EQ(0u, run.exitCode) << run.errors;
+    EXPECT_EQ("", run.errors);
+    std::string const path(file.begin(), file.end());
+    EXPECT_EQ(path, mf_row(run.output, "Path"));
+    EXPECT_EQ("a.bin", mf_row(run.output, "File"));
+    EXPECT_EQ("Yes", mf_row(run.output, "On a local volume"));
+    EXPECT_EQ(path, mf_row(run.output, "Form with drive letter"));
+    EXPECT_EQ("\\\\?\\" + path, mf_row(run.output, "Long form"));
+    EXPECT_THAT(mf_row(run.output, "Form with server"), testing::EndsWith("$" + path.substr(2)));
+    EXPECT_THAT(mf_row(run.output, "Form with volume id"), testing::StartsWith("Volume{"));
+    EXPECT_EQ("-", mf_row(run.output, "Form of a shadow copy"));
+    EXPECT_EQ(path.substr(0, 3), mf_row(run.output, "Root of the volume"));
+    EXPECT_EQ("NTFS", mf_row(run.output, "File system"));
+    EXPECT_EQ("ARCHIVE", mf_row(run.output, "Attributes"));
+    EXPECT_EQ("5", mf_row(run.output, "Bytes"));
+    EXPECT_EQ("No", mf_row(run.output, "Opening recalls data"));
+}
+
+TEST_F(Hsmscan, Explain_TakesWhatIsNotThere)
+{
+    RUN const run = mf_run({L"--explain", m_directory / L"none", L"--explain", L"\\\\host\\share\\dir\\"});
+    EXPECT_EQ(0u, run.exitCode) << run.errors;
+    EXPECT_EQ("none", mf_row(run.output, "File"));
+    EXPECT_EQ("No", mf_row(run.output, "Exists"));
+    std::string const second = run.output.substr(run.output.rfind("Path  "));
+    EXPECT_EQ("HOST", mf_row(second, "Server"));
+    EXPECT_EQ("SHARE", mf_row(second, "Volume or share"));
+    EXPECT_EQ("\\dir\\", mf_row(second, "Directory"));
+    EXPECT_EQ("-", mf_row(second, "Form with drive letter"));
+}
+
+TEST_F(Hsmscan, Explain_OfWhatIsNoPath_IsAFailureInTheConsoleForm)
+{
+    RUN const run = mf_run({L"--explain", L"\\\\host"});
+    EXPECT_EQ(2u, run.exitCode);
+    EXPECT_THAT(run.errors, HasSubstr("KVR29003E: "));
+    EXPECT_EQ("\\\\host", mf_row(run.output, "Path"));
 }
 
 TEST_F(Hsmscan, BadOptions_AreToldInOneSentence)
@@ -203,7 +275,7 @@ TEST_F(Hsmscan, LogLevel_IsForThisRun)
     };
     auto const records = f_readTrace(m_logs / L"hsmscan.log");
     EXPECT_THAT(records, Not(Contains(level("0x01000003")))) << "by then I is off";
-    EXPECT_EQ(2u, records.size()) << "the banners of both runs";
+    EXPECT_THAT(records, Contains(f_isRecord('I', "ICStatus::mf_setStatus", testing::_)).Times(2)) << "both runs";
     mf_run({L"--log-level", L"I", m_directory.mf_getPath()});
     EXPECT_THAT(f_readTrace(m_logs / L"hsmscan.log"), Contains(level("0x00000103")));
 }

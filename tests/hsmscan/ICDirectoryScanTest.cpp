@@ -1,14 +1,15 @@
 #include "programs/hsmscan/ICDirectoryScan.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <memory>
 
 #include "programs/hsmscan/ICScanOptions.h"
 #include "programs/hsmscan/ICScanTotals.h"
+#include "tests/support/ICFileCalls.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
-#include "winehost/ImportTable.h"
 #include "tests/support/ICStartedProcess.h"
 #include "tests/support/ICTemporaryDirectory.h"
 #include "tests/support/ICUnixHost.h"
@@ -21,6 +22,8 @@ void f_keep(ICErrno const & failure)
 {
     sMessages.push_back(failure.mf_toLogMessage(L""));
 }
+
+constexpr ICDirectoryScan::LISTENER LISTENER = {[](CString const &) {}, &f_keep};
 
 ICScanOptions f_options()
 {
@@ -36,12 +39,12 @@ protected:
     void SetUp() override { sMessages.clear(); }
     void TearDown() override { sMessages = {}; }
 
-    void mf_scan(std::wstring const & path) { m_scan.mf_scan(path.c_str()); }
+    void mf_scan(std::wstring const & path) { m_scan.mf_scan({path.c_str()}); }
 
     ICStartedProcess const m_process;
     ICTemporaryDirectory const m_directory;
     ICScanTotals m_totals{f_options()};
-    ICDirectoryScan m_scan{m_totals, &f_keep};
+    ICDirectoryScan m_scan{m_totals, LISTENER};
 };
 
 TEST_F(ICDirectoryScanTest, Tree_IsCountedWhole)
@@ -66,7 +69,7 @@ TEST_F(ICDirectoryScanTest, Spellings_OfTheSameDirectory_CountTheSame)
     std::wstring const path = m_directory.mf_getPath();
     for (std::wstring const & spelling : {path, path + L"\\", L"\\\\?\\" + path, path + L"\\sub\\.."}) {
         ICScanTotals totals(f_options());
-        ICDirectoryScan(totals, &f_keep).mf_scan(spelling.c_str());
+        ICDirectoryScan(totals, LISTENER).mf_scan({spelling.c_str()});
         EXPECT_EQ(1, totals.m_files);
         EXPECT_EQ(2, totals.m_directories);
     }
@@ -95,40 +98,39 @@ TEST_F(ICDirectoryScanTest, Links_AreCountedAndNotEntered)
     EXPECT_EQ(1, m_totals.m_reparsePoints);
 }
 
+// Each directory is listed, and nothing else is done but asking how much of an offline file is there.
 TEST_F(ICDirectoryScanTest, Files_AreNeverOpened)
 {
     m_directory.mf_makeFile(L"sub\\a.bin", "1");
-    // What a module doesn't import it cannot call.
-    std::vector<std::unique_ptr<ICImportFault>> counters;
-    for (wchar_t const * const module : {static_cast<wchar_t const *>(nullptr), L"hsmbase.dll"})
-        for (IMPORT const & import : f_importsOf(module)) {
-            std::string const name = import.m_name;
-            if (name.find("CreateFile") == 0 || name.find("OpenFile") == 0)
-                counters.push_back(std::make_unique<ICImportFault>(import.m_name, module));
-        }
-    ASSERT_FALSE(counters.empty());
+    m_directory.mf_makeFile(L"sub\\offline", "1");
+    ICImportPatch const offline(IC_IMPORT(FindNextFileW), [](HANDLE search, WIN32_FIND_DATAW * entry) {
+        BOOL const isFound = ::FindNextFileW(search, entry);
+        if (isFound && std::wstring(entry->cFileName) == L"offline") entry->dwFileAttributes |= FILE_ATTRIBUTE_OFFLINE;
+        return isFound;
+    });
+    ICFileCalls const calls;
     mf_scan(m_directory.mf_getPath());
-    for (auto const & counter : counters)
-        EXPECT_EQ(0u, counter->mf_getCalls());
-    EXPECT_EQ(1, m_totals.m_files);
+    EXPECT_EQ(2, m_totals.m_files);
+    std::vector<std::string> functions;
+    for (ICFileCall const & call : calls.mf_getBelow(m_directory.mf_getPath()))
+        functions.push_back(call.m_function);
+    EXPECT_THAT(functions, testing::UnorderedElementsAre("GetFileAttributesW", "FindFirstFileExW", "FindFirstFileExW",
+                                                         "GetCompressedFileSizeW"));
+    EXPECT_THAT(calls.mf_getUnknown(), testing::IsEmpty());
 }
 
 TEST_F(ICDirectoryScanTest, UnreadableDirectory_IsReportedAndTheWalkGoesOn)
 {
     for (wchar_t const * const name : {L"a\\1", L"b\\1", L"c\\1"})
         m_directory.mf_makeFile(name, "1");
-    auto const original = reinterpret_cast<decltype(&::FindFirstFileExW)>(
-        reinterpret_cast<void (*)()>(::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "FindFirstFileExW")));
-    ICImportPatch const denied(
-        IC_IMPORT(FindFirstFileExW),
-        [=](LPCWSTR path, FINDEX_INFO_LEVELS level, void * data, FINDEX_SEARCH_OPS search, void * filter, DWORD flags) {
-            if (std::wstring(path).find(L"\\b\\*") != std::wstring::npos) {
-                ::SetLastError(ERROR_ACCESS_DENIED);
-                return INVALID_HANDLE_VALUE;
-            }
-            return original(path, level, data, search, filter, flags);
-        },
-        nullptr);
+    ICImportPatch const denied(IC_IMPORT(FindFirstFileExW), [](LPCWSTR path, FINDEX_INFO_LEVELS level, void * data,
+                                                               FINDEX_SEARCH_OPS search, void * filter, DWORD flags) {
+        if (std::wstring(path).find(L"\\b\\*") != std::wstring::npos) {
+            ::SetLastError(ERROR_ACCESS_DENIED);
+            return INVALID_HANDLE_VALUE;
+        }
+        return ::FindFirstFileExW(path, level, data, search, filter, flags);
+    });
     mf_scan(m_directory.mf_getPath());
     EXPECT_EQ(2, m_totals.m_files);
     EXPECT_EQ(4, m_totals.m_directories);
@@ -144,8 +146,8 @@ TEST_F(ICDirectoryScanTest, ReadingThatBreaksOff_KeepsWhatWasReadAndClosesTheSea
 {
     for (wchar_t const * const name : {L"a", L"b", L"c", L"d"})
         m_directory.mf_makeFile(name, "1");
-    ICImportFault const broken("FindNextFileW", ERROR_DEVICE_NOT_CONNECTED, ICCalls::mf_only(4), nullptr);
-    ICImportFault const closes("FindClose", nullptr);
+    ICImportFault const broken("FindNextFileW", ERROR_DEVICE_NOT_CONNECTED, ICCalls::mf_only(4));
+    ICImportFault const closes("FindClose");
     mf_scan(m_directory.mf_getPath());
     EXPECT_GT(m_totals.m_files, 0);
     EXPECT_LT(m_totals.m_files, 4);

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "programs/hsmscan/ICScanOptions.h"
+#include "tests/support/ICImportFault.h"
+#include "tests/support/ICImportPatch.h"
 
 namespace
 {
@@ -53,9 +55,9 @@ TEST(ICScanTotals, EachAttribute_IsCountedForFilesAndDirectories)
                       {FILE_ATTRIBUTE_REPARSE_POINT, &ICScanTotals::m_reparsePoints}};
     for (auto const & row : rows) {
         ICScanTotals totals(f_options(0, 0, 0));
-        totals.mf_add(f_entry(L"f", row.attribute), L"C:\\");
-        totals.mf_add(f_entry(L"d", row.attribute | FILE_ATTRIBUTE_DIRECTORY), L"C:\\");
-        totals.mf_add(f_entry(L"n", FILE_ATTRIBUTE_NORMAL), L"C:\\");
+        totals.mf_add(f_entry(L"f", row.attribute), L"C:\\", 1);
+        totals.mf_add(f_entry(L"d", row.attribute | FILE_ATTRIBUTE_DIRECTORY), L"C:\\", 1);
+        totals.mf_add(f_entry(L"n", FILE_ATTRIBUTE_NORMAL), L"C:\\", 1);
         EXPECT_EQ(2, totals.*row.total) << row.attribute;
         for (auto const & other : rows)
             EXPECT_EQ(other.total == row.total ? 2 : 0, totals.*other.total);
@@ -67,9 +69,46 @@ TEST(ICScanTotals, EachAttribute_IsCountedForFilesAndDirectories)
 TEST(ICScanTotals, Sizes_Beyond32Bits_AreAddedUp)
 {
     ICScanTotals totals(f_options(0, 0, 0));
-    totals.mf_add(f_entry(L"a", 0, 0x1'0000'0001), L"C:\\");
-    totals.mf_add(f_entry(L"b", 0, 0xffff'ffff), L"C:\\");
+    totals.mf_add(f_entry(L"a", 0, 0x1'0000'0001), L"C:\\", 1);
+    totals.mf_add(f_entry(L"b", 0, 0xffff'ffff), L"C:\\", 1);
     EXPECT_EQ(0x2'0000'0000, totals.m_bytes);
+}
+
+TEST(ICScanTotals, SizeOnDisk_IsThatOfTheClusters)
+{
+    ICScanTotals totals(f_options(0, 0, 9));
+    for (long long const size : {0, 1, 4096, 4097})
+        totals.mf_add(f_entry(L"a", 0, size), L"C:\\", 4096);
+    EXPECT_EQ(0 + 4096 + 4096 + 8192, totals.m_bytesOnDisk);
+    EXPECT_EQ(8192, totals.mf_getLargest().front().sizeOnDisk);
+}
+
+TEST(ICScanTotals, SizeOnDisk_IsAskedForWhereItMayBeLess)
+{
+    CString asked;
+    ICImportPatch const allocated(IC_IMPORT(GetCompressedFileSizeW), [&asked](wchar_t const * path, ulong * high) {
+        asked = path;
+        *high = 1;
+        ::SetLastError(0);
+        return DWORD{0x200};
+    });
+    for (ulong const attributes :
+         std::initializer_list<ulong>{FILE_ATTRIBUTE_OFFLINE, FILE_ATTRIBUTE_SPARSE_FILE, FILE_ATTRIBUTE_COMPRESSED,
+                                      FILE_ATTRIBUTE_REPARSE_POINT}) {
+        ICScanTotals totals(f_options(0, 0, 0));
+        asked.Empty();
+        totals.mf_add(f_entry(L"a", attributes, 0x2'0000'0000), L"C:\\", 4096);
+        EXPECT_EQ(0x1'0000'0200, totals.m_bytesOnDisk);
+        EXPECT_STREQ(L"\\\\?\\C:\\a", asked);
+    }
+}
+
+TEST(ICScanTotals, SizeOnDiskThatCannotBeHad_CountsAsWhatWasSeen)
+{
+    ICImportFault const gone("GetCompressedFileSizeW", ERROR_FILE_NOT_FOUND);
+    ICScanTotals totals(f_options(0, 0, 0));
+    totals.mf_add(f_entry(L"a", FILE_ATTRIBUTE_SPARSE_FILE, 5000), L"C:\\", 4096);
+    EXPECT_EQ(8192, totals.m_bytesOnDisk);
 }
 
 TEST(ICScanTotals, Candidates_AreOldAndLargeAndStillHere)
@@ -92,7 +131,7 @@ TEST(ICScanTotals, Candidates_AreOldAndLargeAndStillHere)
         // Built behind the entry, so that its "now" isn't earlier.
         WIN32_FIND_DATAW const entry = f_entry(L"f", row.attributes, row.size, row.age);
         ICScanTotals totals(f_options(100, 10, 0));
-        totals.mf_add(entry, L"C:\\");
+        totals.mf_add(entry, L"C:\\", 1);
         EXPECT_EQ(row.isCandidate ? 1 : 0, totals.m_candidateFiles);
         EXPECT_EQ(row.isCandidate ? row.size : 0, totals.m_candidateBytes);
     }
@@ -102,7 +141,7 @@ TEST(ICScanTotals, Largest_AreSortedAndBounded)
 {
     ICScanTotals totals(f_options(0, 0, 3));
     for (wchar_t const * const name : {L"e", L"b", L"d", L"a", L"c"})
-        totals.mf_add(f_entry(name, 0, name[0] == L'a' ? 9 : 5), L"C:\\");
+        totals.mf_add(f_entry(name, 0, name[0] == L'a' ? 9 : 5), L"C:\\", 1);
     auto const largest = totals.mf_getLargest();
     ASSERT_EQ(3u, largest.size());
     EXPECT_STREQ(L"C:\\a", largest[0].path);
@@ -114,6 +153,6 @@ TEST(ICScanTotals, Largest_AreSortedAndBounded)
 TEST(ICScanTotals, NoneWanted_KeepsNone)
 {
     ICScanTotals totals(f_options(0, 0, 0));
-    totals.mf_add(f_entry(L"a", 0, 9), L"C:\\");
+    totals.mf_add(f_entry(L"a", 0, 9), L"C:\\", 1);
     EXPECT_TRUE(totals.mf_getLargest().empty());
 }
