@@ -48,8 +48,10 @@ void ICStorage::mf_implTellVolumes() const
     ICTrace(_sFunction_).mf_info(L"Detected %2.2d active volumes:", count);
     for (int index = 0; index < count; ++index) {
         ICVolume const * const volume = m_aVolumes[index];
+        void const * const address = volume;
         ICTrace(_sFunction_)
-            .mf_info(L"Volume %2.2d related information (0x%p):\r\n%s", index, volume, volume->mf_toString(ICLog::TAB));
+            .mf_info(L"Volume %2.2d related information (0x%p):\r\n%s", index, address,
+                     volume->mf_toString(ICLog::TAB));
     }
 }
 
@@ -173,8 +175,9 @@ int ICStorage::mf_implAddVolume(CString const & idPath, CArray<ICVolume *, ICVol
         throw ICTrace(_sFunction_)
             .mf_failed(ICErrno::_E_::Memory, L"No memory for volume object instance\r\n%sVolume-root=%s", ICLog::TAB,
                        idPath);
-    volumes.Add(volume.get());
-    volume.release();
+    // First the room: nothing may fail while nobody owns the object.
+    INT_PTR const index = volumes.Add(nullptr);
+    volumes[index] = volume.release();
     return 1;
 }
 
