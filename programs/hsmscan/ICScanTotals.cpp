@@ -1,6 +1,7 @@
 #include "programs/hsmscan/ICScanTotals.h"
 
 #include <algorithm>
+#include <cwchar>
 
 #include "hsmbase/failure/ICErrno.h"
 #include "hsmbase/paths/ICPath.h"
@@ -38,9 +39,20 @@ long long f_sizeOnDisk(WIN32_FIND_DATAW const & file, long long size, CString co
     return (size + cluster - 1) / cluster * cluster;
 }
 
-bool f_isLarger(ICScanTotals::LARGE_FILE const & left, ICScanTotals::LARGE_FILE const & right)
+// The largest first; of equal ones the first in order of paths.
+bool f_isAhead(ICScanTotals::LARGE_FILE const & left, ICScanTotals::LARGE_FILE const & right)
 {
     return left.size != right.size ? left.size > right.size : left.path < right.path;
+}
+
+// The same for a file whose path isn't composed yet.
+bool f_isFileAhead(long long size, CString const & directory, wchar_t const * name,
+                   ICScanTotals::LARGE_FILE const & other)
+{
+    if (size != other.size) return size > other.size;
+    auto const length = static_cast<std::size_t>(directory.GetLength());
+    int const order = std::wcsncmp(directory, other.path, length);
+    return order != 0 ? order < 0 : std::wcscmp(name, other.path.GetString() + length) < 0;
 }
 } // namespace
 
@@ -93,21 +105,18 @@ void ICScanTotals::mf_implKeepIfLarge(long long size, long long sizeOnDisk, WIN3
                                       CString const & directory)
 {
     if (m_largestCount == 0) return;
-    bool const isFull = m_largest.size() == m_largestCount;
-    if (isFull && size < m_largest.front().size) return;
-    LARGE_FILE large{size, sizeOnDisk, directory + file.cFileName};
-    if (isFull) {
-        if (!f_isLarger(large, m_largest.front())) return;
-        std::pop_heap(m_largest.begin(), m_largest.end(), f_isLarger);
+    if (m_largest.size() == m_largestCount) {
+        if (!f_isFileAhead(size, directory, file.cFileName, m_largest.front())) return;
+        std::pop_heap(m_largest.begin(), m_largest.end(), f_isAhead);
         m_largest.pop_back();
     }
-    m_largest.push_back(std::move(large));
-    std::push_heap(m_largest.begin(), m_largest.end(), f_isLarger);
+    m_largest.push_back({size, sizeOnDisk, directory + file.cFileName});
+    std::push_heap(m_largest.begin(), m_largest.end(), f_isAhead);
 }
 
 std::vector<ICScanTotals::LARGE_FILE> ICScanTotals::mf_getLargest() const
 {
     std::vector<LARGE_FILE> sorted = m_largest;
-    std::sort(sorted.begin(), sorted.end(), f_isLarger);
+    std::sort(sorted.begin(), sorted.end(), f_isAhead);
     return sorted;
 }
