@@ -57,10 +57,10 @@ public:
     // Parses `text`, in any form but the driver's, with or without long prefix. Server and volume become upper case. A
     // path on a mapped drive gets server and share of the drive.
     //
-    // Throws _E_::Parameter for an empty text, a UNC path without share and a file path without file,
-    // _E_::NotSupported for a relative path and a drive that is neither fixed nor remote, and what
-    // ICVolume::mf_getVolumeRoot, ICSystem::mf_getHostName and ICSystem::mf_getServerShareName throw. Parts that were
-    // stored by then stay.
+    // Throws _E_::Parameter for an empty text, a UNC path without a backslash behind its server, a file path without
+    // file and a RAM disk (shadow copies have its drive type), _E_::NotSupported for a relative path and any other
+    // drive that is neither fixed nor remote, and what ICVolume::mf_getVolumeRoot, ICSystem::mf_getHostName and
+    // ICSystem::mf_getServerShareName throw. Parts that were stored by then stay.
     void mf_initialize(CString const & text, int isFile);
 
     // Takes the parts, server and volume in upper case, the directory with a backslash at its end unless it is empty.
@@ -75,7 +75,8 @@ public:
     // "D:", the name of a share, or the root of a shadow copy without backslash at its end.
     CString const & mf_getVolumePart() const;
 
-    // Below the volume; with a backslash at its beginning and at its end.
+    // Below the volume, the root being a single backslash. Once parsed it ends in a backslash, and begins with one
+    // unless the text had none behind the drive.
     CString const & mf_getDirectoryPart() const;
 
     // Empty for a directory.
@@ -92,18 +93,19 @@ public:
     int mf_isDirectory() const;
     int mf_isFile() const;
 
-    // Whether the path lies on a local volume that may be managed; a share of this machine doesn't. Found out once, and
-    // not again when parts change. Throws what ICSystem::mf_isLocalServer throws, after which the answer is 0.
+    // Whether the path lies on a local volume that may be managed; a share of this machine doesn't. Parsing finds it
+    // out but for UNC paths, else the first question does; it is not asked again when parts change. Throws what
+    // ICSystem::mf_isLocalServer throws, after which the answer is 0.
     int mf_isLocal() const;
 
-    // Found out once, like mf_isLocal.
+    // Found out and kept like mf_isLocal.
     int mf_isShadowCopy() const;
 
-    // Whether the object is there; see the static one.
+    // Whether the object is there; see the static one. Throws what mf_isLocal throws.
     int mf_exists() const;
 
-    // The form that fits: NTFS for a local path, shadow copy for a local shadow copy, else UNC.
-    // These and all below throw what mf_isLocal throws.
+    // The form that fits: NTFS for a local path, shadow copy for a local shadow copy, else UNC. Throw, like the NTFS
+    // and the driver form, what mf_isLocal throws.
     CString mf_getPath() const;
     CString mf_getDirectory() const;
 
@@ -115,9 +117,11 @@ public:
     CString mf_getUNCPath() const;
     CString mf_getUNCDirectory() const;
 
-    // Throw what ICVolume::mf_getIdPath throws.
+    // By the id of the volume; cannot be parsed again. Throw what ICVolume::mf_getIdPath throws.
     CString mf_getDriverPath() const;
     CString mf_getDriverDirectory() const;
+
+    // Volume and directory, whatever the path is.
     CString mf_getShadowCopyPath() const;
     CString mf_getShadowCopyDirectory() const;
 
@@ -155,8 +159,8 @@ public:
     // Whether `child` is `parent` or lies below it, by the texts, without regard to case. None may be empty.
     static int mf_isSubDirectory(CString const & parent, CString const & child);
 
-    // By the type of the drive. Throw _E_::NotSupported for a drive that is neither fixed nor remote, and what
-    // ICVolume::mf_getVolumeRoot throws.
+    // By the type of the drive; shadow copies are local. Throw _E_::NotSupported for any other drive that is neither
+    // fixed nor remote, and what ICVolume::mf_getVolumeRoot throws.
     static int mf_isLocal(CString const & path);
     static int mf_isRemote(CString const & path);
 
@@ -176,8 +180,8 @@ public:
     // Without the last name, with a backslash at the end; empty, with a trace line, if there is no other.
     static CString mf_removeComponent(CString const & path);
 
-    // What stands behind the last backslash; the whole text if it has none. Empty, with a trace line, for a text that is
-    // empty or ends in a backslash.
+    // What stands behind the last backslash; the whole text if it has none. Empty, with a trace line, for a text that
+    // is empty or ends in a backslash.
     static CString mf_getFilePart(CString const & path);
 
     // What stands before the file part, the backslash included; empty if there is no backslash.
@@ -186,11 +190,11 @@ public:
     // The file part up to its last dot; a dot at its start doesn't count.
     static CString mf_getFileBaseName(CString const & path);
 
-    // What stands behind the last dot of the whole text, a directory's too, in lower case.
+    // What stands behind the last dot of the whole text, a directory's too, in lower case; empty without dot.
     static CString mf_getFileTypeName(CString const & path);
 
-    // By the current directory; that itself for an empty text. Throws _E_::System and _E_::BufferTooSmall, both with the
-    // system error, the second without it if the directory became longer meanwhile, and _E_::Memory.
+    // By the current directory; that itself for an empty text. Throws _E_::System and _E_::BufferTooSmall, both with
+    // the system error, the second without it if the directory became longer meanwhile, and _E_::Memory.
     static CString mf_getAbsolutePath(CString const & path);
 
     // What stands behind drive or server and share, without a backslash ahead; `path`, with a trace line, if it has

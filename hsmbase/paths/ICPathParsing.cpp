@@ -1,4 +1,6 @@
 // Taking a path text apart.
+#include <algorithm>
+
 #include "hsmbase/failure/internal/ICTrace.h"
 #include "hsmbase/paths/ICLongPath.h"
 #include "hsmbase/paths/ICPath.h"
@@ -6,9 +8,18 @@
 #include "hsmbase/system/ICSystem.h"
 #include "hsmbase/volumes/ICVolume.h"
 
+// Names of servers and volumes are plain as a rule, and then no locale has a say: asking it for each character would take
+// as long as all the rest of parsing.
 static CString f_upper(CString text)
 {
-    text.MakeUpper();
+    int const length = text.GetLength();
+    wchar_t * const characters = text.GetBuffer();
+    bool const isPlain =
+        std::all_of(characters, characters + length, [](wchar_t character) { return character < 0x80; });
+    if (!isPlain) return text.MakeUpper();
+    std::transform(characters, characters + length, characters, [](wchar_t character) {
+        return L'a' <= character && character <= L'z' ? static_cast<wchar_t>(character - (L'a' - L'A')) : character;
+    });
     return text;
 }
 

@@ -191,6 +191,16 @@ TEST_F(ICPathParsing, LongNames_AreTakenWhole)
     }
 }
 
+TEST_F(ICPathParsing, UpperCase_IsThatOfTheString)
+{
+    for (wchar_t const * name : {L"`az{@AZ[-09_", L"h\xF6st", L"STRA\xDF\x65", L"\x131i", L"\xE9",
+                                 L"\x43F\x443\x442\x44C", L"\xFF41\xFF5A", L"\xD801\xDC28"}) {
+        ICPath const path(CString(L"\\\\") + name + L"\\" + name + L"\\", 0);
+        EXPECT_STREQ(CString(name).MakeUpper(), path.mf_getServerPart());
+        EXPECT_STREQ(CString(name).MakeUpper(), path.mf_getVolumePart());
+    }
+}
+
 TEST_F(ICPathParsing, PartOfThePathItself_IsATextLikeAnyOther)
 {
     ICPath path(L"", L"", L"\\\\srv\\share\\a\\b\\", L"");
