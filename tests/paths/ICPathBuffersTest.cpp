@@ -12,11 +12,8 @@
 #include "tests/support/ICRecordedOpens.h"
 #include "tests/support/ICTemporaryDirectory.h"
 #include "tests/support/ICUnixHost.h"
-#include "tests/support/PlatformFailure.h"
 #include "tests/support/Thrown.h"
 
-using testing::AllOf;
-using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;

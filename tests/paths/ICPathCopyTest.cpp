@@ -9,7 +9,6 @@
 #include "tests/support/ICRecordedOpens.h"
 #include "tests/support/ICTemporaryDirectory.h"
 #include "tests/support/ICUnixHost.h"
-#include "tests/support/PlatformFailure.h"
 #include "tests/support/Thrown.h"
 
 using testing::ElementsAre;

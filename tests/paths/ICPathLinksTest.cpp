@@ -8,7 +8,6 @@
 #include "tests/support/PlatformFailure.h"
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace
 {
