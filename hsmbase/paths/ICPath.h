@@ -286,7 +286,8 @@ public:
     // target must not exist, with it an existing one is replaced. Paths are limited to the platform's 260 characters.
     //
     // Throw _E_::Memory, _E_::FileRead and _E_::FileWrite with the system error, _E_::FileOpen, without system error for
-    // the source and with it for the target, also for one that is a directory, and _E_::FileExists.
+    // the source and with it for the target, which must not be a directory either, and _E_::FileExists with it. A file
+    // that can't be closed only leaves a line in the trace.
     static ICFileSize mf_copy(void * const source, void * const target);
     static ICFileSize mf_copy(CString const & source, void * const target);
 
@@ -377,8 +378,8 @@ public:
     // "a.log", "a-00.log", "a-01.log" and so on. Throws _E_::Parameter for a name without dot.
     static CString mf_createNextFileName(CString const & name);
 
-    // The path to which a link leads; the path itself for one that is none. Throws _E_::FileOpen, _E_::FileSystem and
-    // _E_::FileClose with the system error, and _E_::Memory.
+    // The path to which a link leads; the path itself for one that is none. What it leads to is opened for that. Throws
+    // _E_::FileOpen, _E_::FileSystem and _E_::FileClose with the system error, and _E_::Memory.
     static CString mf_SymlinkToDirectory(CString const & path);
 
 private:

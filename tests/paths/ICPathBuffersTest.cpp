@@ -8,8 +8,8 @@
 #include "hsmbase/paths/ICPath.h"
 #include "tests/paths/FileTransfers.h"
 #include "tests/support/ICFailingClose.h"
+#include "tests/support/ICFileCalls.h"
 #include "tests/support/ICImportFault.h"
-#include "tests/support/ICRecordedOpens.h"
 #include "tests/support/ICTemporaryDirectory.h"
 #include "tests/support/ICUnixHost.h"
 #include "tests/support/Thrown.h"
@@ -107,7 +107,8 @@ public:
                          OVERLAPPED * overlapped) -> BOOL {
                       CONTROL control{code, {}};
                       control.m_input.resize(length / sizeof(LONGLONG));
-                      if (length > 0) std::memcpy(control.m_input.data(), input, length);
+                      if (length > 0)
+                          std::memcpy(control.m_input.data(), input, control.m_input.size() * sizeof(LONGLONG));
                       m_controls.push_back(control);
                       EXPECT_EQ(nullptr, output);
                       EXPECT_EQ(0u, room);
@@ -138,10 +139,10 @@ TEST_F(ICPathLoading, HandsOutContentAndSize)
 
 TEST_F(ICPathLoading, AsksForTheSizeFirst_ThenOpensTheReparsePointToReadOn)
 {
-    ICRecordedOpens const opens;
+    ICFileCalls const calls;
     mf_load(m_file);
-    EXPECT_THAT(opens.mf_get(), ElementsAre(FILE_OPENING{f_longPath(m_file), 0x80, 1, 3, 0x300000},
-                                            FILE_OPENING{f_longPath(m_file), 1, 1, 3, 0x8200000}));
+    EXPECT_THAT(calls.mf_get(), ElementsAre(ICFileCall{"CreateFileW", f_longPath(m_file), {0x80, 1, 3, 0x300000}},
+                                            ICFileCall{"CreateFileW", f_longPath(m_file), {1, 1, 3, 0x8200000}}));
 }
 
 TEST_F(ICPathLoading, LongPath_IsNoMatter)
@@ -153,14 +154,14 @@ TEST_F(ICPathLoading, LongPath_IsNoMatter)
 // Deliberate: the size as it comes in is refused, not that of the file.
 TEST_F(ICPathLoading, SizeAsItComesIn_IsRefusedFrom1GiBOn)
 {
-    ICRecordedOpens const opens;
+    ICImportFault const opens("CreateFileW");
     for (long long const size : {0x40000000ll, 0x40000001ll, 0x100000000ll}) {
         m_size = size;
         EXPECT_TRUE(f_throws(ICErrno::_E_::FileSizeExceeded, mf_loading()));
         EXPECT_TRUE(m_size == size);
         EXPECT_EQ(&m_before, m_buffer);
     }
-    EXPECT_THAT(opens.mf_get(), IsEmpty());
+    EXPECT_EQ(0u, opens.mf_getCalls());
     for (long long const size : {0x3fffffffll, -1ll}) {
         m_size = size;
         EXPECT_EQ("bytes", mf_load(m_file));
@@ -177,11 +178,11 @@ TEST_F(ICPathLoading, MissingFile_LeavesNothing)
 
 TEST_F(ICPathLoading, FileOf4GiB_IsRefusedUnread)
 {
-    ICRecordedOpens const opens;
+    ICImportFault const opens("CreateFileW");
     ICImportPatch const size(IC_IMPORT(GetFileInformationByHandle), f_pretendedSize(0x100000000));
     EXPECT_TRUE(f_throws(ICErrno::_E_::FileSizeExceeded, mf_loading()));
     mf_expectNothing();
-    EXPECT_THAT(opens.mf_get(), SizeIs(1)); // for the size
+    EXPECT_EQ(1u, opens.mf_getCalls()); // for the size
 }
 
 TEST_F(ICPathLoading, GoesInPieces)
@@ -201,11 +202,11 @@ TEST_F(ICPathLoading, GoesInPieces)
 TEST_F(ICPathLoading, NoMemory_OpensNothing)
 {
     f_writeFile(m_file, f_content(NO_ROOM_FOR));
-    ICRecordedOpens const opens;
+    ICImportFault const opens("CreateFileW");
     ICImportPatch const noMemory("calloc", &f_callocOfLittle);
     EXPECT_TRUE(f_throws(ICErrno::_E_::Memory, mf_loading()));
     mf_expectNothing();
-    EXPECT_THAT(opens.mf_get(), SizeIs(1)); // for the size
+    EXPECT_EQ(1u, opens.mf_getCalls()); // for the size
 }
 
 TEST_F(ICPathLoading, FileThatDoesNotOpen_LeavesNothing)
@@ -432,9 +433,10 @@ TEST_F(ICPathWriting, WithoutData_EachLaterStepEndsIt)
 
 TEST_F(ICPathWriting, ByPath_OpensForItselfAlone_AsTheReparsePoint)
 {
-    ICRecordedOpens const opens;
+    ICFileCalls const calls;
     mf_write(m_file, "abc");
-    EXPECT_THAT(opens.mf_get(), ElementsAre(FILE_OPENING{f_longPath(m_file), 2, 0, 4, 0x200000}));
+    EXPECT_THAT(calls.mf_get(), ElementsAre(ICFileCall{"GetFileAttributesW", f_longPath(m_directory.mf_getPath()), {}},
+                                            ICFileCall{"CreateFileW", f_longPath(m_file), {2, 0, 4, 0x200000}}));
 }
 
 TEST_F(ICPathWriting, ByPath_LongerFile_KeepsTheRest)
@@ -468,10 +470,10 @@ TEST_F(ICPathWriting, ByPath_AsksForADirectoryBehindAnyButTheFirstCharacter)
 TEST_F(ICPathWriting, ByPath_DirectoryThatCannotBeMade_OpensNothing)
 {
     ICImportFault const fault("CreateDirectoryW", DENIED);
-    ICRecordedOpens const opens;
+    ICImportFault const opens("CreateFileW");
     EXPECT_TRUE(f_throws(
         ICErrno::_E_::FileOpen, [&] { mf_write(m_directory / L"a\\f", "abc"); }, DENIED));
-    EXPECT_THAT(opens.mf_get(), IsEmpty());
+    EXPECT_EQ(0u, opens.mf_getCalls());
 }
 
 TEST_F(ICPathWriting, ByPath_FileThatDoesNotOpen)

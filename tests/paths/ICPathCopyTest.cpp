@@ -5,8 +5,8 @@
 
 #include "hsmbase/paths/ICPath.h"
 #include "tests/paths/FileTransfers.h"
+#include "tests/support/ICFileCalls.h"
 #include "tests/support/ICImportFault.h"
-#include "tests/support/ICRecordedOpens.h"
 #include "tests/support/ICTemporaryDirectory.h"
 #include "tests/support/ICUnixHost.h"
 #include "tests/support/Thrown.h"
@@ -108,16 +108,17 @@ TEST_F(ICPathCopy, CountsBeyond4GiB)
 
 TEST_F(ICPathCopy, OpensForItselfAlone_AsTheReparsePoint_WithoutLongPrefix)
 {
-    {
-        ICRecordedOpens const opens;
-        mf_copy(L"source", L"target", 0);
-        EXPECT_THAT(opens.mf_get(), ElementsAre(FILE_OPENING{m_source, 0x80000000, 0, 3, 0x200000},
-                                                FILE_OPENING{m_target, 0x40000000, 0, 1, 0x200000}));
-    }
-    ICRecordedOpens const opens;
+    ICFileCalls calls;
+    ICFileCall const looks{"GetFileAttributesW", f_longPath(m_target), {}};
+    ICFileCall const opens{"CreateFileW", m_source, {0x80000000, 0, 3, 0x200000}};
+
+    mf_copy(L"source", L"target", 0);
+    EXPECT_THAT(calls.mf_get(),
+                ElementsAre(looks, opens, ICFileCall{"CreateFileW", m_target, {0x40000000, 0, 1, 0x200000}}));
+    calls.mf_clear();
     mf_copy(L"source", L"target", 1);
-    EXPECT_THAT(opens.mf_get(), ElementsAre(FILE_OPENING{m_source, 0x80000000, 0, 3, 0x200000},
-                                            FILE_OPENING{m_target, 0x40000000, 0, 2, 0x200000}));
+    EXPECT_THAT(calls.mf_get(),
+                ElementsAre(looks, looks, opens, ICFileCall{"CreateFileW", m_target, {0x40000000, 0, 2, 0x200000}}));
 }
 
 TEST_F(ICPathCopy, ClosesTheTargetFirst)
@@ -160,10 +161,10 @@ TEST_F(ICPathCopy, TargetWhoseKindCannotBeTold_OpensNothing)
     f_writeFile(m_target, "old");
     // The first call tells that the target is there, the second what it is.
     ICImportFault const fault("GetFileAttributesW", DENIED, ICCalls::mf_only(2));
-    ICRecordedOpens const opens;
+    ICImportFault const opens("CreateFileW");
     EXPECT_TRUE(f_throws(
         ICErrno::_E_::FileAccess, [&] { mf_copy(L"source", L"target", 1); }, DENIED));
-    EXPECT_TRUE(opens.mf_get().empty());
+    EXPECT_EQ(0u, opens.mf_getCalls());
 }
 
 // Deliberate: the handles go to the block copy in reverse order.

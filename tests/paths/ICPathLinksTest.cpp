@@ -1,8 +1,8 @@
 // Where links lead.
 #include "hsmbase/paths/ICPath.h"
 #include "tests/support/ICFailingClose.h"
+#include "tests/support/ICFileCalls.h"
 #include "tests/support/ICImportFault.h"
-#include "tests/support/ICRecordedOpens.h"
 #include "tests/support/ICUnixHost.h"
 #include "tests/support/LoggedPlace.h"
 #include "tests/support/PlatformFailure.h"
@@ -87,10 +87,11 @@ TEST_F(ICPathLinks, WhatIsNoLink_LeadsToItself)
 
 TEST_F(ICPathLinks, OpensWhatItLeadsTo_AndClosesIt)
 {
-    ICRecordedOpens const opens;
+    ICFileCalls const calls;
     ICImportFault const closes("CloseHandle");
     ICPath::mf_SymlinkToDirectory(m_link);
-    EXPECT_THAT(opens.mf_get(), ElementsAre(FILE_OPENING{f_longPath(m_link.GetString()), 0x80000000, 1, 3, 0x2000000}));
+    EXPECT_THAT(calls.mf_get(),
+                ElementsAre(ICFileCall{"CreateFileW", f_longPath(m_link.GetString()), {0x80000000, 1, 3, 0x2000000}}));
     EXPECT_EQ(1u, closes.mf_getCalls());
 }
 
