@@ -341,7 +341,8 @@ public:
     // system error, after which `names` is empty.
     static void mf_listContent(CString const & directory, ICArray<CString, CString &> & names);
 
-    // Sort texts in place, with and without regard to case.
+    // Sort texts in place, with and without regard to case. Throw _E_::Memory, which leaves the array as it was, and
+    // _E_::Unexpected if the class library finds no memory, which leaves it empty.
     static void mf_sort(ICArray<CString *, CString *> & names);
     static void mf_sortNoCase(ICArray<CString *, CString *> & names);
 
@@ -375,7 +376,9 @@ public:
     // A name beside the file, by the present time; nothing is made, and two calls may answer the same.
     static CString mf_getAsideTempPath(CString const & path);
 
-    // "a.log", "a-00.log", "a-01.log" and so on. Throws _E_::Parameter for a name without dot.
+    // "a.log", "a-00.log", "a-01.log" and so on; behind "a-99.log" comes "a-100.log" and then "a-100-00.log". Throws
+    // _E_::Parameter for a name without dot, and lets the class library refuse one that has nothing ahead of the dot, or
+    // one or two digits alone.
     static CString mf_createNextFileName(CString const & name);
 
     // The path to which a link leads; the path itself for one that is none. What it leads to is opened for that. Throws

@@ -74,12 +74,13 @@ CString ICPath::mf_getTempPath(CString const & prefix)
 {
     static wchar_t const _sFunction_[] = L"ICPath::mf_getTempPath";
     // A backslash, a name and its terminator.
-    static constexpr int NAME_ROOM = 263;
+    static constexpr std::size_t NAME_ROOM = 263;
 
     CString const directory = f_step(
         _sFunction_, [] { return mf_getTempDirectory(); }, L"Failure retrieving temp directory\r\n%s%s", ICLog::TAB);
     CString const longDirectory = ICLongPath::mf_addLongPathUNCPrefix(directory);
-    std::size_t const characters = static_cast<std::size_t>(longDirectory.GetLength() + prefix.GetLength() + NAME_ROOM);
+    std::size_t const characters =
+        static_cast<std::size_t>(longDirectory.GetLength()) + static_cast<std::size_t>(prefix.GetLength()) + NAME_ROOM;
     std::unique_ptr<wchar_t[]> const path = f_newText(characters);
     if (!path)
         throw ICTrace(_sFunction_)

@@ -210,6 +210,29 @@ TEST(ICPath, Rmdir_RemovesOneEmptyDirectory)
     EXPECT_TRUE(f_isDirectory(directory / std::wstring(200, L'x')));
 }
 
+TEST(ICPath, MkdirAndRmdir_UseTheLongFormAndTakeNoStaleError)
+{
+    std::wstring made, removed;
+    ICImportPatch const there(IC_IMPORT(GetFileAttributesW), [](LPCWSTR) -> DWORD {
+        ::SetLastError(ERROR_IO_DEVICE);
+        return FILE_ATTRIBUTE_DIRECTORY;
+    });
+    ICImportPatch const make(IC_IMPORT(CreateDirectoryW), [&](LPCWSTR path, auto *) {
+        made = path;
+        return FALSE;
+    });
+    ICImportPatch const remove(IC_IMPORT(RemoveDirectoryW), [&](LPCWSTR path) {
+        removed = path;
+        return FALSE;
+    });
+    EXPECT_TRUE(f_throws(
+        ICErrno::_E_::FileOpen, [] { f_makeOne(L"\\\\host\\share\\a"); }, 0));
+    EXPECT_TRUE(f_throws(
+        ICErrno::_E_::FileOpen, [] { f_removeOne(L"D:\\a"); }, 0));
+    EXPECT_EQ(L"\\\\?\\UNC\\host\\share\\a", made);
+    EXPECT_EQ(L"\\\\?\\D:\\a", removed);
+}
+
 TEST(ICPath, Rmdir_WhatIsNotThere_IsLeftAlone)
 {
     ICTemporaryDirectory const directory;

@@ -4,6 +4,7 @@
 #include "tests/support/LoggedPlace.h"
 
 using testing::Contains;
+using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace
@@ -48,19 +49,24 @@ TEST_F(ICPathFilesTrace, Exists_WithoutPath_Warns)
                 mf_hasLine('W', "mf_exists", "Empty path argument"));
 }
 
+// A server that doesn't answer gives 53, which says that nothing is there; a share or a name that is unknown is a warning.
 TEST_F(ICPathFilesTrace, Exists_WarnsOfWhatCannotBeLookedAt)
 {
-    auto const exists = [] { ICPath::mf_exists(L"Z:\\none"); };
-    {
-        ICImportFault const missing("GetFileAttributesW", ERROR_BAD_NETPATH);
+    auto const exists = [] { EXPECT_EQ(0, ICPath::mf_exists(L"\\\\host\\share\\x")); };
+    for (ulong const missing : {2ul, 3ul, 53ul, 123ul}) {
+        SCOPED_TRACE(missing);
+        ICImportFault const fault("GetFileAttributesW", missing);
         EXPECT_THAT(m_process.mf_trace(exists), IsEmpty());
     }
-    ICImportFault const denied("GetFileAttributesW", DENIED);
-    EXPECT_THAT(m_process.mf_trace(exists),
-                mf_hasLine('W', "mf_exists",
-                           f_logged("Failure getting file attributes for file 'Z:\\none':\n", ICErrno::_E_::FileAccess,
-                                    DENIED) +
-                               "\nAssuming path or file does not exist..."));
+    for (ulong const error : {DENIED, ulong{ERROR_NETNAME_DELETED}, 66ul, 67ul}) {
+        SCOPED_TRACE(error);
+        ICImportFault const fault("GetFileAttributesW", error);
+        EXPECT_THAT(m_process.mf_trace(exists),
+                    ElementsAre(f_isRecord('W', "ICPath::mf_exists",
+                                           f_logged("Failure getting file attributes for file '\\\\host\\share\\x':\n",
+                                                    ICErrno::_E_::FileAccess, error) +
+                                               "\nAssuming path or file does not exist...")));
+    }
 }
 
 TEST_F(ICPathFilesTrace, Move_WithoutSource_IsRefused)

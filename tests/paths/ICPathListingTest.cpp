@@ -158,6 +158,34 @@ TEST(ICPath, ListContent_SearchThatFails_EmptiesTheNamesAndIsClosed)
     }
 }
 
+// The end of a search is known by the error of the call that says so.
+TEST(ICPath, ListContentAndRmPattern_StaleError_IsNotTaken)
+{
+    ICTemporaryDirectory const directory;
+    ICNames names;
+    ICImportPatch const first(IC_IMPORT(FindFirstFileW), [](LPCWSTR globber, LPWIN32_FIND_DATAW entry) {
+        HANDLE const search = ::FindFirstFileW(globber, entry);
+        ::SetLastError(ERROR_NO_MORE_FILES);
+        return search;
+    });
+    int calls = 0;
+    ICImportPatch const next(IC_IMPORT(FindNextFileW), [&](HANDLE, LPWIN32_FIND_DATAW) {
+        if (++calls > 2) ::SetLastError(ERROR_NO_MORE_FILES);
+        return FALSE;
+    });
+    EXPECT_TRUE(f_throws(
+        ICErrno::_E_::FileSystem, [&] { ICPath::mf_listContent(directory.mf_getPath().c_str(), names); }, 0));
+    EXPECT_TRUE(f_throws(
+        ICErrno::_E_::FileSystem, [&] { f_removeMatches(directory, L"*", 0); }, 0));
+    EXPECT_EQ(3, calls);
+
+    ICImportPatch const none(IC_IMPORT(FindFirstFileW),
+                             [](LPCWSTR, LPWIN32_FIND_DATAW) { return INVALID_HANDLE_VALUE; });
+    ::SetLastError(ERROR_IO_DEVICE);
+    EXPECT_TRUE(f_throws(
+        ICErrno::_E_::OpenHandle, [&] { f_removeMatches(directory, L"*", 0); }, 0));
+}
+
 TEST(ICPath, ListContent_SearchThatDoesNotClose_FailsWithTheFirstFailure)
 {
     ICTemporaryDirectory const directory;
@@ -213,7 +241,13 @@ TEST(ICPath, RmPattern_LongPath_IsNoMatter)
     ICTemporaryDirectory const directory;
     std::wstring const deep = std::wstring(200, L'x') + L"\\" + std::wstring(200, L'y');
     std::wstring const file = directory.mf_makeFile(deep + L"\\f");
+    std::wstring asked;
+    ICImportPatch const first(IC_IMPORT(FindFirstFileW), [&](LPCWSTR globber, LPWIN32_FIND_DATAW entry) {
+        asked = globber;
+        return ::FindFirstFileW(globber, entry);
+    });
     EXPECT_EQ(1, ICPath::mf_rm((directory / deep).c_str(), L"*", 0));
+    EXPECT_EQ(f_longPath(directory / deep) + L"\\*", asked);
     EXPECT_FALSE(f_isThere(file));
 }
 

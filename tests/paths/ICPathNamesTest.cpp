@@ -57,6 +57,33 @@ TEST(ICPath, SystemDirectories_EachCallFailing_KeepsSystemNumber)
     }
 }
 
+TEST(ICPath, SystemDirectoriesAndTempPath_StaleError_IsNotTaken)
+{
+    ulong first = 0;
+    auto const answer = [&](DWORD length, LPWSTR) -> DWORD {
+        if (length != 0) return 0;
+        if (first != 0) ::SetLastError(ERROR_IO_DEVICE);
+        return first;
+    };
+    ICImportPatch const current(IC_IMPORT(GetCurrentDirectoryW), answer);
+    ICImportPatch const temporary(IC_IMPORT(GetTempPathW), answer);
+    for (ulong const length : {0ul, 10ul}) {
+        first = length;
+        for (auto const & question : DIRECTORY_QUESTIONS) {
+            SCOPED_TRACE(question.import);
+            ::SetLastError(ERROR_ACCESS_DENIED);
+            EXPECT_TRUE(f_throws(ICErrno::_E_::Path, question.ask, 0));
+        }
+    }
+    ICImportPatch const found(IC_IMPORT(GetTempPathW), [](DWORD length, LPWSTR) -> DWORD {
+        ::SetLastError(ERROR_IO_DEVICE);
+        return length == 0 ? 10 : 9;
+    });
+    ICImportPatch const unnamed(IC_IMPORT(GetTempFileNameW), [](LPCWSTR, LPCWSTR, UINT, LPWSTR) { return 0u; });
+    EXPECT_TRUE(f_throws(
+        ICErrno::_E_::Path, [] { ICPath::mf_getTempPath(L""); }, 0));
+}
+
 TEST(ICPath, SystemDirectories_ThatGrowMeanwhile_AreTooLong)
 {
     // The first call asks for the length, terminator included.
