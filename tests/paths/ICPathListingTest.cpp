@@ -168,16 +168,18 @@ TEST(ICPath, ListContentAndRmPattern_StaleError_IsNotTaken)
         ::SetLastError(ERROR_NO_MORE_FILES);
         return search;
     });
+    // Finds an entry, fails without a number twice, and comes to the end.
     int calls = 0;
     ICImportPatch const next(IC_IMPORT(FindNextFileW), [&](HANDLE, LPWIN32_FIND_DATAW) {
-        if (++calls > 2) ::SetLastError(ERROR_NO_MORE_FILES);
-        return FALSE;
+        ++calls;
+        if (calls == 1 || calls == 4) ::SetLastError(ERROR_NO_MORE_FILES);
+        return calls == 1;
     });
     EXPECT_TRUE(f_throws(
         ICErrno::_E_::FileSystem, [&] { ICPath::mf_listContent(directory.mf_getPath().c_str(), names); }, 0));
     EXPECT_TRUE(f_throws(
         ICErrno::_E_::FileSystem, [&] { f_removeMatches(directory, L"*", 0); }, 0));
-    EXPECT_EQ(3, calls);
+    EXPECT_EQ(4, calls);
 
     ICImportPatch const none(IC_IMPORT(FindFirstFileW),
                              [](LPCWSTR, LPWIN32_FIND_DATAW) { return INVALID_HANDLE_VALUE; });
@@ -232,7 +234,16 @@ TEST(ICPath, RmPattern_Force_DeletesReadOnlyFiles)
     ICTemporaryDirectory const directory;
     for (wchar_t const * name : {L"a", L"b"})
         directory.mf_makeFile(name, "bytes", FILE_ATTRIBUTE_READONLY);
+    directory.mf_makeFile(L"c");
+    ICImportFault const changed("SetFileAttributesW");
+    EXPECT_EQ(1, f_removeMatches(directory, L"c", 0));
+    {
+        ICImportFault const denied("DeleteFileW", ERROR_ACCESS_DENIED);
+        EXPECT_EQ(0, f_removeMatches(directory, L"*", 0));
+    }
+    EXPECT_EQ(0u, changed.mf_getCalls());
     EXPECT_EQ(1, f_removeMatches(directory, L"*", 1));
+    EXPECT_EQ(2u, changed.mf_getCalls());
     EXPECT_THAT(f_listBare(directory.mf_getPath()), ElementsAre(L".", L".."));
 }
 
