@@ -210,8 +210,8 @@ public:
     // with mf_getAttributes, else _E_::FileAccess, both with the system error.
     static void mf_setAttributes(CString const & path, ulong attributes);
 
-    // Set or clear these bits alone. Throw _E_::FileAccess with the system error. Attributes that can't be read count as
-    // none for mf_removeAttributes.
+    // Set or clear these bits alone. Throw _E_::FileAccess with the system error. Attributes that can't be read count
+    // as none for mf_removeAttributes.
     static void mf_addAttributes(CString const & path, ulong attributes);
     static void mf_removeAttributes(CString const & path, ulong attributes);
 
@@ -252,8 +252,8 @@ public:
     // Throws _E_::FileAccess with the system error.
     static void mf_getTimes(void * const file, _FILETIME & creation, _FILETIME & lastAccess, _FILETIME & lastWrite);
 
-    // Throws besides _E_::FileOpen, also for a directory, and _E_::FileClose, with the system error. After a failure the
-    // times are 0.
+    // Throws besides _E_::FileOpen, also for a directory, and _E_::FileClose, with the system error. After a failure
+    // the times are 0.
     static void mf_getTimes(CString const & path, _FILETIME & creation, _FILETIME & lastAccess, _FILETIME & lastWrite);
 
     // Throws _E_::FileAccess with the system error.

@@ -35,7 +35,7 @@ bool f_couldRecall(ICFileCall const & call);
 // A scan of a whole tree, with calls of the program itself, without what the process does beside it:
 //
 //     ICFileCalls const calls({L"hsmbase.dll", nullptr});   ...
-//     EXPECT_THAT(calls.mf_getBelow(directory.mf_getPath()), Each(Not(ResultOf(&f_couldRecall, true))));
+//     EXPECT_THAT(calls.mf_getBelow(directory.mf_getPath()), Each(ResultOf(&f_couldRecall, false)));
 //
 // The numbers of a call:
 //
