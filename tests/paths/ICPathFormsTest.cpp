@@ -94,11 +94,10 @@ wchar_t const * const ROUND_TRIPS[] = {
 
 using FORM = CString (ICPath::*)() const;
 
-constexpr FORM PATH_FORMS[] = {&ICPath::mf_getPath, &ICPath::mf_getNTFSPath, &ICPath::mf_getUNCPath};
-constexpr FORM ALL_FORMS[] = {&ICPath::mf_getPath,           &ICPath::mf_getDirectory,
-                              &ICPath::mf_getNTFSPath,       &ICPath::mf_getUNCPath,
-                              &ICPath::mf_getNTFSDirectory,  &ICPath::mf_getUNCDirectory,
-                              &ICPath::mf_getShadowCopyPath, &ICPath::mf_getShadowCopyDirectory};
+FORM const PATH_FORMS[] = {&ICPath::mf_getPath, &ICPath::mf_getNTFSPath, &ICPath::mf_getUNCPath};
+FORM const ALL_FORMS[] = {&ICPath::mf_getPath,           &ICPath::mf_getDirectory,          &ICPath::mf_getNTFSPath,
+                          &ICPath::mf_getUNCPath,        &ICPath::mf_getNTFSDirectory,      &ICPath::mf_getUNCDirectory,
+                          &ICPath::mf_getShadowCopyPath, &ICPath::mf_getShadowCopyDirectory};
 
 class ICPathForms : public PathModelTest
 {

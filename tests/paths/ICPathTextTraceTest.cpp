@@ -16,7 +16,7 @@ struct LINE
     char const * m_text;
 };
 
-constexpr LINE LINES[] = {
+LINE const LINES[] = {
     {L"abc", &ICPath::mf_removeComponent, "ICPath::mf_removeComponent",
      "Path parameter 'abc' has no path component to remove"},
     {L"D:\\", &ICPath::mf_removeComponent, "ICPath::mf_removeComponent",
