@@ -121,7 +121,7 @@ CString ICPath::mf_createNextFileName(CString const & name)
             .mf_failedAt(ICLogData::LEVEL_W, ICErrno::_E_::Parameter,
                          L"No dot '.' found in file name '%s', cannot build next file name", name);
 
-    // Deliberate: from right to left, so that a name that ends ahead of a possible number meets the string's own failure.
+    // Deliberate: from right to left, so that a name that ends within a possible number meets the string's own check.
     bool const isNumbered = f_isDigit(name[dot - 1]) && f_isDigit(name[dot - 2]) && name[dot - 3] == L'-';
     CString const base = name.Left(isNumbered ? dot - 3 : dot);
     long const number = isNumbered ? 10 * (name[dot - 2] - L'0') + (name[dot - 1] - L'0') + 1 : 0;
