@@ -323,10 +323,13 @@ protected:
         for (int index = 0; index < count; ++index) {
             CString const text = paths.mf_next();
             try {
-                f_checkForms(text);
-                f_checkPieces(text);
-                f_checkJoints(before, text);
-                f_checkParsing(text, static_cast<int>(paths.mf_below(2)));
+                HRESULT const refusal = f_platformFailure([&] {
+                    f_checkForms(text);
+                    f_checkPieces(text);
+                    f_checkJoints(before, text);
+                    f_checkParsing(text, static_cast<int>(paths.mf_below(2)));
+                });
+                f_require(refusal == S_OK, "the string refuses what is not stated");
             }
             catch (std::logic_error & failure) {
                 FAIL() << failure.what() << ": " << f_shown(text) << ", behind " << f_shown(before) << ", number "
