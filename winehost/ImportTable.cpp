@@ -16,7 +16,7 @@ using ANYFUNCTION = void (*)();
 template<class TYPE>
 TYPE * f_at(HMODULE module, ULONG_PTR offset)
 {
-    return reinterpret_cast<TYPE *>(reinterpret_cast<ULONG_PTR>(module) + offset);
+    return reinterpret_cast<TYPE *>(reinterpret_cast<char *>(module) + offset);
 }
 
 void f_appendImportsFrom(HMODULE module, IMAGE_IMPORT_DESCRIPTOR const & descriptor, std::vector<IMPORT> & imports)
@@ -66,8 +66,8 @@ ANYFUNCTION f_exchangeImport(ANYFUNCTION * slot, ANYFUNCTION function)
     std::lock_guard const guard(g_tableLock);
     DWORD protection = 0;
     ::VirtualProtect(slot, sizeof(*slot), PAGE_READWRITE, &protection);
-    auto const before =
-        ::InterlockedExchange64(reinterpret_cast<LONG64 volatile *>(slot), reinterpret_cast<LONG64>(function));
+    void * const before =
+        ::InterlockedExchangePointer(reinterpret_cast<void * volatile *>(slot), reinterpret_cast<void *>(function));
     ::VirtualProtect(slot, sizeof(*slot), protection, &protection);
     return reinterpret_cast<ANYFUNCTION>(before);
 }

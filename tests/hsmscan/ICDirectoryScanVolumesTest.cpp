@@ -12,7 +12,6 @@
 #include "tests/support/ICStartedProcess.h"
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
 namespace
