@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <bit>
 #include <cstddef>
 #include <cstring>
 #include <mutex>
@@ -66,8 +67,9 @@ ANYFUNCTION f_exchangeImport(ANYFUNCTION * slot, ANYFUNCTION function)
     std::lock_guard const guard(g_tableLock);
     DWORD protection = 0;
     ::VirtualProtect(slot, sizeof(*slot), PAGE_READWRITE, &protection);
-    void * const before =
-        ::InterlockedExchangePointer(reinterpret_cast<void * volatile *>(slot), reinterpret_cast<void *>(function));
+    // As numbers, since tables may lie at odd addresses.
+    auto const before =
+        ::InterlockedExchange64(reinterpret_cast<LONG64 volatile *>(slot), reinterpret_cast<LONG64>(function));
     ::VirtualProtect(slot, sizeof(*slot), protection, &protection);
-    return reinterpret_cast<ANYFUNCTION>(before);
+    return std::bit_cast<ANYFUNCTION>(before);
 }
