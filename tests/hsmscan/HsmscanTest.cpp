@@ -169,7 +169,7 @@ TEST_F(Hsmscan, System_TellsHostAndDirectories)
     RUN const run = mf_run({L"--system"});
     EXPECT_EQ(0u, run.exitCode) << run.errors;
     EXPECT_THAT(run.output, HasSubstr(std::string(name, name + length)));
-    EXPECT_THAT(run.output, HasSubstr("System\r\n"));
+    EXPECT_THAT(run.output, HasSubstr("This system\r\n"));
 }
 
 TEST_F(Hsmscan, Explain_ShowsEveryFormOfAPathAndWhatLiesThere)
