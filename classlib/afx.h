@@ -1,5 +1,5 @@
-// Stands in for the class library's afx.h with compilers that bring none: the platform, CObject, the exceptions, CString
-// and CTime. Include it, as with the real one, ahead of everything else that needs <windows.h>.
+// Stands in for the class library's afx.h with compilers that bring none: the platform, CObject, the exceptions,
+// CString and CTime. Include it, as with the real one, ahead of everything else that needs <windows.h>.
 //
 //     #include <afx.h>
 //     CString path(L"C:\\Data");

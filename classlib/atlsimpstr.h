@@ -1,8 +1,9 @@
-// CSimpleString: the shared buffer below CString. It stands in for the class library's CSimpleStringT<wchar_t> and holds
-// what is short and hot: owning, sharing, reading, writing and appending characters. CString adds the text operations.
+// CSimpleString: the shared buffer below CString. It stands in for the class library's CSimpleStringT<wchar_t> and
+// holds what is short and hot: owning, sharing, reading, writing and appending characters. CString adds the text
+// operations.
 //
-// An object is one pointer to the characters; a CStringData lies directly before them. Copies share one buffer through an
-// interlocked count, and who writes to a shared buffer gets one of its own first. All empty strings without a buffer
+// An object is one pointer to the characters; a CStringData lies directly before them. Copies share one buffer through
+// an interlocked count, and who writes to a shared buffer gets one of its own first. All empty strings without a buffer
 // share a static one, which is recognised by its count and not by its address, because every module has its own.
 //
 // Threads: different objects may be used by different threads at once, also when they share a buffer. One object needs
@@ -87,7 +88,8 @@ public:
         }
     }
 
-    // Appending. The text may lie in the string itself. Space grows by a half, so that appending one by one stays cheap.
+    // Appending. The text may lie in the string itself. Space grows by a half, so that appending one by one stays
+    // cheap.
     void Append(PCXSTR text) { Append(text, StringLength(text)); }
     void Append(CSimpleString const & other) { Append(other.m_text, other.GetLength()); }
 

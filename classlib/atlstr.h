@@ -6,8 +6,8 @@
 //     CString const key = line.Tokenize(L"=", start).Trim();
 //     line.Format(L"%s has %d characters", key.GetString(), key.GetLength());
 //
-// Wide formats have the platform's meaning: %s takes wide text. Pass GetString() there: an object in the variable part of
-// a call is not converted by compilers other than the platform's.
+// Wide formats have the platform's meaning: %s takes wide text. Pass GetString() there: an object in the variable part
+// of a call is not converted by compilers other than the platform's.
 //
 // An index out of range, a NULL format and a format that the run-time refuses fail with E_INVALIDARG through AtlThrow.
 // Counts in Left, Mid, Right, Insert and Delete are cut to the text instead. Searching treats the text as ending at its
@@ -74,8 +74,8 @@ public:
     CString SpanIncluding(PCXSTR characters) const;
     CString SpanExcluding(PCXSTR characters) const;
 
-    // The part between separators, from `start` on, which moves behind the separator that ended the part. When there are
-    // no more parts the result is empty and `start` is -1. A negative `start` fails with E_INVALIDARG.
+    // The part between separators, from `start` on, which moves behind the separator that ended the part. When there
+    // are no more parts the result is empty and `start` is -1. A negative `start` fails with E_INVALIDARG.
     CString Tokenize(PCXSTR separators, int & start) const;
 
     // Searching: the index found or -1, also for a `start` outside of the text.

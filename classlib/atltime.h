@@ -70,9 +70,10 @@ public:
     constexpr CTime() noexcept = default;
     constexpr CTime(__time64_t seconds) noexcept : m_seconds(seconds) {}
 
-    // From local time: year from 1900, month 1 to 12, day 1 to 31, hour 0 to 23, minute and second 0 to 59; anything else
-    // E_FAIL. What the run-time cannot express as a time: E_INVALIDARG. A day that its month does not have runs over into
-    // the next month. `dst`: 0 standard time, greater daylight saving time, less than 0: the run-time finds out.
+    // From local time: year from 1900, month 1 to 12, day 1 to 31, hour 0 to 23, minute and second 0 to 59; anything
+    // else E_FAIL. What the run-time cannot express as a time: E_INVALIDARG. A day that its month does not have runs
+    // over into the next month. `dst`: 0 standard time, greater daylight saving time, less than 0: the run-time finds
+    // out.
     CTime(int year, int month, int day, int hour, int minute, int second, int dst = -1);
     CTime(WORD dosDate, WORD dosTime, int dst = -1);
 
@@ -101,8 +102,8 @@ public:
     tm * GetLocalTm(tm * fields) const;
     tm * GetGmtTm(tm * fields) const;
 
-    // The run-time's strftime formats. A text of more than 127 characters comes out empty. A value that cannot be broken
-    // down: E_INVALIDARG.
+    // The run-time's strftime formats. A text of more than 127 characters comes out empty. A value that cannot be
+    // broken down: E_INVALIDARG.
     CString Format(wchar_t const * format) const { return mf_implFormat(format, &CTime::GetLocalTm); }
     CString FormatGmt(wchar_t const * format) const { return mf_implFormat(format, &CTime::GetGmtTm); }
 

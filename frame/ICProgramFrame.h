@@ -18,12 +18,13 @@ class ICErrno;
 //     }
 //
 // What comes up, in this order: the registry below the root given, the thread slot, the languages, the context of the
-// calling thread as the main thread, the trace log, the administrator's log, the system's event log, the translator, the facts
-// about this machine that are found out once, the volumes. When the object ends, all goes down in reverse order.
+// calling thread as the main thread, the trace log, the administrator's log, the system's event log, the translator,
+// the facts about this machine that are found out once, the volumes. When the object ends, all goes down in reverse
+// order.
 //
 // A program has one frame, on its main thread, and brings it up once per process: the thread slot doesn't come up a
-// second time, and the administrator's log keeps its file until the process ends. Other threads attach their own context
-// after the frame is up and remove it before the frame ends; nobody may trace while it ends.
+// second time, and the administrator's log keeps its file until the process ends. Other threads attach their own
+// context after the frame is up and remove it before the frame ends; nobody may trace while it ends.
 class ICProgramFrame
 {
 public:
@@ -37,8 +38,9 @@ public:
         // ICLanguage::mf_getUserLanguageId. An unknown name throws Unknown.
         CString m_language = {};
 
-        // Directory of both logs, for this and later runs. Empty: as configured; if nothing is configured, the directory
-        // "logs" in the installation directory (value "Path"), or beside the program. It is made if it is missing.
+        // Directory of both logs, for this and later runs. Empty: as configured; if nothing is configured, the
+        // directory "logs" in the installation directory (value "Path"), or beside the program. It is made if it is
+        // missing.
         CString m_logDirectory = {};
 
         // File names of the logs, without directory. Empty: no such log.

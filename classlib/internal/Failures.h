@@ -1,15 +1,15 @@
 // CObject and the exceptions of the class library, and the functions that throw them.
 //
-// What the class library refuses, it refuses in one of three ways, each a thrown pointer that the catcher gives back with
-// Delete(), as in every program built on the real library:
+// What the class library refuses, it refuses in one of three ways, each a thrown pointer that the catcher gives back
+// with Delete(), as in every program built on the real library:
 //
 //     CInvalidArgException *   the containers: an index or a size out of range (ENSURE, AfxThrowInvalidArgException)
 //     COleException *          strings and times, through AtlThrow: m_sc tells the code, E_INVALIDARG for an index out of
 //                              range, E_FAIL for a field out of range (ATLENSURE)
 //     CMemoryException *       no memory, also from AtlThrow(E_OUTOFMEMORY)
 //
-// The memory and the invalid-argument exception are static objects, for which Delete() does nothing: throwing them needs
-// no memory. A COleException lives on the heap, so who swallows one without Delete() leaks it, here as there.
+// The memory and the invalid-argument exception are static objects, for which Delete() does nothing: throwing them
+// needs no memory. A COleException lives on the heap, so who swallows one without Delete() leaks it, here as there.
 //
 // Threads: the functions may be called from any thread. No locks.
 // Left out: run-time class information, serialisation, diagnostics, the TRY and CATCH macros.

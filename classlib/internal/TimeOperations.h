@@ -44,8 +44,8 @@ inline CTime::CTime(int year, int month, int day, int hour, int minute, int seco
     ATLENSURE_THROW(m_seconds != -1, E_INVALIDARG);
 }
 
-// A date has its day in bits 0 to 4, the month in 5 to 8, the year from 1980 above; a time the half seconds in bits 0 to
-// 4, the minute in 5 to 10, the hour above.
+// A date has its day in bits 0 to 4, the month in 5 to 8, the year from 1980 above; a time the half seconds in bits 0
+// to 4, the minute in 5 to 10, the hour above.
 inline CTime::CTime(WORD dosDate, WORD dosTime, int dst)
     : CTime((dosDate >> 9) + 1980, (dosDate >> 5) & 0xF, dosDate & 0x1F, dosTime >> 11, (dosTime >> 5) & 0x3F,
             (dosTime & 0x1F) * 2, dst)

@@ -82,8 +82,8 @@ void ICColumnFormatter::mf_implFormat() const
             m_sResult.AppendFormat(format, m_sPrefix.GetString(), m_column1[row].GetString(), m_sSeparator.GetString(),
                                    m_column2[row].GetString());
         } else {
-            // A width in a format counts characters, and here it is columns of the console that count. The length that is
-            // missing where nothing measured it ends in the array's exception, as it must.
+            // A width in a format counts characters, and here it is columns of the console that count. The length that
+            // is missing where nothing measured it ends in the array's exception, as it must.
             int const blanks = m_iWidth - static_cast<int>(m_lengths[row]);
             m_sResult +=
                 m_sPrefix + m_column1[row] + CString(L' ', std::max(blanks, 0)) + m_sSeparator + m_column2[row];

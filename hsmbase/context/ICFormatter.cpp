@@ -82,8 +82,8 @@ static void f_centerLine(CString & text, int lineStart, ulong width, ulong limit
     text.Insert(lineStart, CString(L' ', static_cast<int>(std::min((width - length) / 2, limit))));
 }
 
-// Adds a word, with a blank in front, to those that wait for being appended to the text. Words that stand in their source
-// as they will in the text wait together, so that most of a line is copied at once.
+// Adds a word, with a blank in front, to those that wait for being appended to the text. Words that stand in their
+// source as they will in the text wait together, so that most of a line is copied at once.
 static void f_addWord(CString & text, std::wstring_view & waiting, std::wstring_view word)
 {
     wchar_t const * const end = waiting.data() + waiting.size();

@@ -4,8 +4,8 @@
 
 #include "hsmbase/failure/internal/ICTrace.h"
 
-// The singleton, and the questions that need it. The list of languages stands in ICLanguageTable.cpp, the way from an id
-// to a loaded library in ICLanguageLoad.cpp.
+// The singleton, and the questions that need it. The list of languages stands in ICLanguageTable.cpp, the way from an
+// id to a loaded library in ICLanguageLoad.cpp.
 
 ICLanguage * ICLanguage::m_pThis = nullptr;
 

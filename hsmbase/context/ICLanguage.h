@@ -18,8 +18,8 @@ class ICErrnoData;
 //
 // Operations marked (*) need the singleton: without it they write a trace line and throw ICErrno::_E_::Initialization.
 //
-// Threads: ids and handles are set by the constructor and only read afterwards; no lock. Creating and deleting belong to
-// the start and the end of the process.
+// Threads: ids and handles are set by the constructor and only read afterwards; no lock. Creating and deleting belong
+// to the start and the end of the process.
 class HSMBASE_EXPORT ICLanguage
 {
 public:
@@ -57,8 +57,8 @@ public:
     static unsigned short mf_getLoggingLanguageId(); // (*)
     static unsigned short mf_getFallbackLanguageId();
 
-    // The loaded library that the selector names (*), failures as above. It belongs to the singleton. That of the user's
-    // language may be NULL.
+    // The loaded library that the selector names (*), failures as above. It belongs to the singleton. That of the
+    // user's language may be NULL.
     static HINSTANCE mf_getLanguageHandle(ulong selector);
     static HINSTANCE mf_getUserLanguageHandle();     // (*)
     static HINSTANCE mf_getLoggingLanguageHandle();  // (*)

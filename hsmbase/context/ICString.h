@@ -12,8 +12,8 @@ class ICErrnoData;
 //     return ICString(4057, name, code, text.GetString());       // "%1: %2!lu! ..." with inserts
 //
 // An ICString is built, read at once through a conversion, and gone at the end of the statement. Arguments are pointers
-// and numbers; a CString must never go through "...". A resource has the inserts of FormatMessage (%1, %2!lu!), a format
-// those of printf, in which %s takes wide text.
+// and numbers; a CString must never go through "...". A resource has the inserts of FormatMessage (%1, %2!lu!), a
+// format those of printf, in which %s takes wide text.
 //
 // Instead of failures there are placeholders, which a user sees when something is wrong with the language libraries:
 //

@@ -23,8 +23,8 @@ class ICEventListener;
 //
 // Lock: one, recursive, held for the whole of a delivery, so a listener may fire, register and remove from inside. It
 // comes before the lock of the trace log, since each delivery leaves a trace line. The trace log's own broadcaster is
-// also entered by lines that are traced under the log's lock; it fires MISC_LOG alone, whose delivery never traces, but a
-// listener that logs would. Hence whatever traces under the log's lock takes that broadcaster's lock first.
+// also entered by lines that are traced under the log's lock; it fires MISC_LOG alone, whose delivery never traces, but
+// a listener that logs would. Hence whatever traces under the log's lock takes that broadcaster's lock first.
 class HSMBASE_EXPORT ICEventBroadcaster
 {
 public:

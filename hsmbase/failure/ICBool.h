@@ -32,8 +32,8 @@ public:
     int operator=(int value);
     int operator=(ICBool other);
 
-    // The truth value. Throws _E_::BoolNotSet while undefined, without a trace line: asking is the caller's mistake, and
-    // only the caller knows of what.
+    // The truth value. Throws _E_::BoolNotSet while undefined, without a trace line: asking is the caller's mistake,
+    // and only the caller knows of what.
     operator int() const;
 
     // With a number: whether the truth values are equal; throws _E_::BoolNotSet while undefined.

@@ -8,9 +8,9 @@
 //     ::GetFileSecurityW(path, parts, descriptor.mf_create(size), size, &size);
 //     ICTrace(_sFunction_).mf_debug(L"Security descriptor:\r\n%s", descriptor.mf_toString(ICLog::TAB));
 //
-// Owned bytes are zero when they are handed out. Where `copy` stands, any number but 0 allocates and copies, and 0 makes
-// a view. Each allocation throws _E_::Memory if it can't be had. A failing operation leaves the buffer as it was, but
-// for mf_recreate.
+// Owned bytes are zero when they are handed out. Where `copy` stands, any number but 0 allocates and copies, and 0
+// makes a view. Each allocation throws _E_::Memory if it can't be had. A failing operation leaves the buffer as it was,
+// but for mf_recreate.
 //
 // Threads: no locks; a buffer belongs to one thread at a time.
 class HSMBASE_EXPORT ICBuffer
@@ -53,15 +53,15 @@ public:
     // _E_::AlreadyInitialized if there are bytes.
     void * mf_create(ulong size);
 
-    // The same in place of what the buffer owns; the bytes are zero also where the size stays. Throws _E_::Parameter for
-    // size 0, _E_::Internal for a view. Without memory the buffer is left empty.
+    // The same in place of what the buffer owns; the bytes are zero also where the size stays. Throws _E_::Parameter
+    // for size 0, _E_::Internal for a view. Without memory the buffer is left empty.
     void * mf_recreate(ulong size);
 
     // Back to empty. The bytes of a view stay as they are.
     void mf_delete();
 
-    // As the constructors, for an empty buffer. Throw _E_::AlreadyInitialized if there are bytes; with data NULL or size 0
-    // the second throws _E_::Parameter first.
+    // As the constructors, for an empty buffer. Throw _E_::AlreadyInitialized if there are bytes; with data NULL or
+    // size 0 the second throws _E_::Parameter first.
     void mf_initialize(ICBuffer const & other, int copy);
     void mf_initialize(void const * data, ulong size, int copy);
 
@@ -73,8 +73,9 @@ public:
     static ulong mf_toHexString(void const * buffer, ulong size, CString & result);
 
     // A byte for each two characters, the last of an odd number alone; the rest of the buffer becomes zero. Answers the
-    // number of bytes for the text. Each pair is read as scanf's "%2X" does, so " 1" is 1 and "-1" is 0xFF; one that is no number
-    // is 0. Throws _E_::Parameter for buffer NULL, _E_::BufferTooSmall for `size` bytes too few, with nothing written.
+    // number of bytes for the text. Each pair is read as scanf's "%2X" does, so " 1" is 1 and "-1" is 0xFF; one that is
+    // no number is 0. Throws _E_::Parameter for buffer NULL, _E_::BufferTooSmall for `size` bytes too few, with nothing
+    // written.
     static ulong mf_fromHexString(CString const & text, void * buffer, ulong size);
 
     // A line for each 16 bytes: prefix, offset, hexadecimal digits, and the characters that the C locale of the process

@@ -8,8 +8,8 @@ class ICErrnoData;
 //
 //     01/31/2024 23:59:59 KVR27469E The log file 'D:\logs\trace.log' cannot be opened.
 //
-// Nobody writes to it by text: a record whose message was set (ICErrnoData::mf_setMessage) writes its line when its last
-// holder ends, and owes nothing from then on. Failures of that go to the trace log.
+// Nobody writes to it by text: a record whose message was set (ICErrnoData::mf_setMessage) writes its line when its
+// last holder ends, and owes nothing from then on. Failures of that go to the trace log.
 //
 // The file is always cut in place, see ICLogBase. Settings are values below the root of ICRegistry in
 // HKEY_LOCAL_MACHINE, created when absent:
@@ -39,15 +39,15 @@ public:
     static int mf_isReady();
 
     // As the operations of ICLog of these names, with this log's values in the registry.
-    // Deliberate: mf_updateParameters looks for the directory in "LogFileDir", the trace log's value, which the file then
-    // follows.
+    // Deliberate: mf_updateParameters looks for the directory in "LogFileDir", the trace log's value, which the file
+    // then follows.
     static void mf_setMaxFileSize(ICFileSize const & kBytes, ulong percent);
     static void mf_setCodepage(int ucs2);
     static void mf_updateParameters();
     static void mf_flush();
 
-    // Writes the record's line and takes off its mark. Without an open log the record keeps its mark, as it does when the
-    // write fails, which leaves an error in the trace.
+    // Writes the record's line and takes off its mark. Without an open log the record keeps its mark, as it does when
+    // the write fails, which leaves an error in the trace.
     static void mf_writeMessage(ICErrnoData const & data);
 
     // The full path of the file. Throws Initialization without a log.

@@ -94,8 +94,8 @@ public:
     // Brings to the disk what the system keeps in its buffers.
     static void mf_flush();
 
-    // Listeners get an ICLogEvent for every message. They aren't owned. Throw Parameter for NULL, Logging without a log,
-    // and what ICEventBroadcaster throws.
+    // Listeners get an ICLogEvent for every message. They aren't owned. Throw Parameter for NULL, Logging without a
+    // log, and what ICEventBroadcaster throws.
     static void mf_registerLogListener(ICEventListener const * listener);
     static void mf_removeLogListener(ICEventListener const * listener);
 
@@ -114,8 +114,8 @@ private:
     friend class ICProgramFrame;
 
     // With slots: they are taken as they are, without E and S, and stored. LEVEL_OFF opens no file.
-    // Throw Logging for a second log and for a file that can't be opened, BufferTooSmall for a process name of more than
-    // 31 characters, Registry. When the file can't be opened there is a log that is not ready, for good.
+    // Throw Logging for a second log and for a file that can't be opened, BufferTooSmall for a process name of more
+    // than 31 characters, Registry. When the file can't be opened there is a log that is not ready, for good.
     static void mf_openLog(wchar_t const * fileName);
     static void mf_openLog(char const * fileName);
     static void mf_openLog(CString const & fileName, ulong slots);
@@ -170,7 +170,8 @@ private:
     [[noreturn]] static void mf_implEndProcess();
 
     // Make each further line of a record begin with a blank; answer by how many characters the text grew. `length` is
-    // that of the text, `capacity` that of the buffer, both in characters. Throw BufferTooSmall, with the text partly done.
+    // that of the text, `capacity` that of the buffer, both in characters. Throw BufferTooSmall, with the text partly
+    // done.
     long mf_implFixBlanks(char * buffer, ulong length, ulong capacity) const;
     long mf_implFixBlanks(wchar_t * buffer, ulong length, ulong capacity) const;
 

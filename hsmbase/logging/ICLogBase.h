@@ -33,8 +33,8 @@ protected:
     void mf_implLock() const;
     void mf_implUnlock() const;
 
-    // Opens the file, in the encoding wanted, after putting one of another encoding aside if the file wraps. The position
-    // is not set: each write must go through mf_implTruncateFile, which seeks to the end.
+    // Opens the file, in the encoding wanted, after putting one of another encoding aside if the file wraps. The
+    // position is not set: each write must go through mf_implTruncateFile, which seeks to the end.
     // Throws Logging, complete with message and marked for the administrator, when the file can't be opened, and what
     // ICEncodedFile and ICEncoding throw. The log isn't started then, and no file is open.
     virtual void mf_implStart();
@@ -46,8 +46,8 @@ protected:
     virtual CString const & mf_implGetPath() const;
 
     // Seeks to the end and, if `bytesToWrite` more would pass the maximum, cuts the file in place before: its last
-    // records stay, some m_ulFilePercent of the maximum. Answers 1 if the write may go on and 0 after a failure, which is
-    // told in the file; the file is then as the failure left it. Allocates nothing.
+    // records stay, some m_ulFilePercent of the maximum. Answers 1 if the write may go on and 0 after a failure, which
+    // is told in the file; the file is then as the failure left it. Allocates nothing.
     virtual int mf_implTruncateFile(ulong bytesToWrite) const;
 
     // What the log is; its first line begins with `prefix`.
@@ -61,9 +61,9 @@ protected:
     // Brings size and percent between the limits, with a warning for each correction.
     void mf_implCorrectFileSize(ulong minKBytes, ulong maxKBytes, ulong minPercent, ulong maxPercent);
 
-    // The full path of the log file: in the directory that the value names, which is made if it is missing. Without that
-    // value, in `defaultSubdir` of the installation directory (value "Path"), which is registered and not made. Without
-    // either, in `defaultSubdir` of the current directory if that is there, else in the current directory.
+    // The full path of the log file: in the directory that the value names, which is made if it is missing. Without
+    // that value, in `defaultSubdir` of the installation directory (value "Path"), which is registered and not made.
+    // Without either, in `defaultSubdir` of the current directory if that is there, else in the current directory.
     // Throws Unexpected for values of another type, Registry, and what ICPath::mf_getCurrentDirectory throws.
     CString mf_implResolvePath(CString const & fileName, CString const & dirValueName,
                                CString const & defaultSubdir) const;
@@ -76,8 +76,8 @@ protected:
     void mf_implRegisterFileWrap(CString const & valueName, int defaultValue, int write);
     void mf_implRegisterCodepage(CString const & valueName, int defaultValue, int write);
 
-    // The last resort of a log that can't log through itself: one write of the text where the file stands. Nothing without
-    // an open file.
+    // The last resort of a log that can't log through itself: one write of the text where the file stands. Nothing
+    // without an open file.
     // Deliberate: as many bytes as the text has characters, which are the first half of it, and no line end.
     void mf_implWriteError(CString const & text) const;
     static void mf_implWriteError(ICLogBase const * log, CString const & text); // nothing for NULL

@@ -28,8 +28,8 @@ public:
                  static_cast<ulong>(static_cast<unsigned long long>(static_cast<long long>(ticks)) >> 32)}
     {}
 
-    // Date, delimiter and time: "2024-01-02 10:00:00" with the blank. Fields that are missing are 0, so an empty time is
-    // midnight. Throws _E_::Parameter without a delimiter and _E_::Conversion for a date that doesn't exist.
+    // Date, delimiter and time: "2024-01-02 10:00:00" with the blank. Fields that are missing are 0, so an empty time
+    // is midnight. Throws _E_::Parameter without a delimiter and _E_::Conversion for a date that doesn't exist.
     ICFileTime(CString const & dateTime, wchar_t delimiter);
 
     constexpr ICFileTime(ICFileTime const &) = default;

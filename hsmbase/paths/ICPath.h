@@ -285,9 +285,9 @@ public:
     // of bytes. Handles that are passed stay open. Opened files are open for this operation alone; without `force` the
     // target must not exist, with it an existing one is replaced. Paths are limited to the platform's 260 characters.
     //
-    // Throw _E_::Memory, _E_::FileRead and _E_::FileWrite with the system error, _E_::FileOpen, without system error for
-    // the source and with it for the target, which must not be a directory either, and _E_::FileExists with it. A file
-    // that can't be closed only leaves a line in the trace.
+    // Throw _E_::Memory, _E_::FileRead and _E_::FileWrite with the system error, _E_::FileOpen, without system error
+    // for the source and with it for the target, which must not be a directory either, and _E_::FileExists with it. A
+    // file that can't be closed only leaves a line in the trace.
     static ICFileSize mf_copy(void * const source, void * const target);
     static ICFileSize mf_copy(CString const & source, void * const target);
 
@@ -304,9 +304,9 @@ public:
     static int mf_exists(CString const & path);
 
     // Moves a file or directory within its volume and answers 1. Where `target` is a directory, the source goes into it
-    // under its own name. What has the target's name already is deleted with `force`; without, _E_::FileExists is thrown.
-    // Throws _E_::Parameter for an empty source, and _E_::FileMove with the system error, in which case what `force` has
-    // deleted is gone: a file moved onto itself is lost that way.
+    // under its own name. What has the target's name already is deleted with `force`; without, _E_::FileExists is
+    // thrown. Throws _E_::Parameter for an empty source, and _E_::FileMove with the system error, in which case what
+    // `force` has deleted is gone: a file moved onto itself is lost that way.
     static int mf_move(CString const & source, CString const & target, int force);
 
     // Deletes a file and answers 1; `force` takes off the read-only attribute first and puts the attributes back if the
@@ -323,8 +323,8 @@ public:
 
     // Makes the directory and those on the way there, as far as they are missing; none, with a warning in the trace, if
     // the path is there, whatever it is. The server and share of a UNC path are not made.
-    // Throws _E_::Parameter, with nothing made, if a name in the path has more than 255 characters, _E_::Memory, and what
-    // mf_mkdir throws, in which case the directories that were made stay.
+    // Throws _E_::Parameter, with nothing made, if a name in the path has more than 255 characters, _E_::Memory, and
+    // what mf_mkdir throws, in which case the directories that were made stay.
     static void mf_mkdirs(CString const & path);
 
     // Removes an empty directory; one that is not there only leaves a warning. Throws _E_::FileOpen with the system
@@ -369,16 +369,16 @@ public:
     // With a backslash at its end. Throws as mf_getCurrentDirectory.
     static CString mf_getTempDirectory();
 
-    // Makes an empty file of a name that is new in the temporary directory and begins with the first three characters of
-    // `prefix`. Throws what mf_getTempDirectory throws, _E_::Memory, and _E_::Path with the system error.
+    // Makes an empty file of a name that is new in the temporary directory and begins with the first three characters
+    // of `prefix`. Throws what mf_getTempDirectory throws, _E_::Memory, and _E_::Path with the system error.
     static CString mf_getTempPath(CString const & prefix);
 
     // A name beside the file, by the present time; nothing is made, and two calls may answer the same.
     static CString mf_getAsideTempPath(CString const & path);
 
     // "a.log", "a-00.log", "a-01.log" and so on; behind "a-99.log" comes "a-100.log" and then "a-100-00.log". Throws
-    // _E_::Parameter for a name without dot, and lets the class library refuse one that has nothing ahead of the dot, or
-    // one or two digits alone.
+    // _E_::Parameter for a name without dot, and lets the class library refuse one that has nothing ahead of the dot,
+    // or one or two digits alone.
     static CString mf_createNextFileName(CString const & name);
 
     // The path to which a link leads; the path itself for one that is none. What it leads to is opened for that. Throws

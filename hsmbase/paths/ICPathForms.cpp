@@ -1,4 +1,5 @@
-// Putting the parts together again. Each directory form has room for the file, so that a path form takes one allocation.
+// Putting the parts together again. Each directory form has room for the file, so that a path form takes one
+// allocation.
 #include "hsmbase/failure/internal/ICTrace.h"
 #include "hsmbase/paths/ICPath.h"
 #include "hsmbase/paths/internal/PathPrefixes.h"

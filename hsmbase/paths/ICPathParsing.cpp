@@ -8,8 +8,8 @@
 #include "hsmbase/system/ICSystem.h"
 #include "hsmbase/volumes/ICVolume.h"
 
-// Names of servers and volumes are plain as a rule, and then no locale has a say: asking it for each character would take
-// as long as all the rest of parsing.
+// Names of servers and volumes are plain as a rule, and then no locale has a say: asking it for each character would
+// take as long as all the rest of parsing.
 static CString f_upper(CString text)
 {
     int const length = text.GetLength();

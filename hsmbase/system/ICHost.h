@@ -10,8 +10,8 @@
 //
 // Text and port stand apart at the first colon, so there is no place for addresses of the kind that has colons itself.
 //
-// A port text is read as a decimal number up to the first character that doesn't fit: "15x" is 15, "x" is 0, and "-1" is
-// PORT_NONE. What is read is not checked; see mf_isValidPort.
+// A port text is read as a decimal number up to the first character that doesn't fit: "15x" is 15, "x" is 0, and "-1"
+// is PORT_NONE. What is read is not checked; see mf_isValidPort.
 //
 // Threads: a plain value.
 class HSMBASE_EXPORT ICHost

@@ -26,8 +26,8 @@ public:
     // _E_::DllFunction with the system's number if there is no such function.
     FARPROC mf_getAddress(CString const & function);
 
-    // The same with `part` in place of the first "<IC>": "Open<IC>File" and "Ex" find "OpenExFile". Throws _E_::Internal
-    // for a template without that mark.
+    // The same with `part` in place of the first "<IC>": "Open<IC>File" and "Ex" find "OpenExFile". Throws
+    // _E_::Internal for a template without that mark.
     FARPROC mf_getAddress(CString const & functionTemplate, CString const & part);
 
 private:

@@ -160,10 +160,10 @@ int f_queryMembership(wchar_t const * function, ICErrnoData & outcome)
 } // namespace
 
 // The constructor of a static of another file may ask for the name before the statics of this file are initialised. It
-// gets a proper answer, because nothing that it needs is initialised at run time: m_pThis and m_isCreated start as 0, and
-// the texts refer to storage that is there from the beginning. Whoever comes first, that caller or the initialiser of
-// m_pThis, makes the instance and the cached texts in mf_implGetInstance. No lock is needed there: the initialiser runs
-// while the library is being loaded, on one thread, and makes sure that every later caller finds the work done.
+// gets a proper answer, because nothing that it needs is initialised at run time: m_pThis and m_isCreated start as 0,
+// and the texts refer to storage that is there from the beginning. Whoever comes first, that caller or the initialiser
+// of m_pThis, makes the instance and the cached texts in mf_implGetInstance. No lock is needed there: the initialiser
+// runs while the library is being loaded, on one thread, and makes sure that every later caller finds the work done.
 //
 // The cached texts are never destroyed, so that references to them outlive all other statics.
 template<class TYPE>

@@ -34,8 +34,9 @@ public:
 
     static ulong mf_getId();
 
-    // The process id of the operating system's kernel, which is the process named "System". Throws ProcessNotFound where
-    // none was found, for whatever reason: a failure of the platform on the way is its originator. Throws CloseHandle.
+    // The process id of the operating system's kernel, which is the process named "System". Throws ProcessNotFound
+    // where none was found, for whatever reason: a failure of the platform on the way is its originator. Throws
+    // CloseHandle.
     static ulong mf_getKernelId();
 
     // The file name of another process's program, with its type. The calling thread has the debug privilege meanwhile;

@@ -19,8 +19,8 @@ class ICIPAddress;
 // A failed call of the platform is thrown with the system error.
 //
 // Threads: any, but there are no locks: what is kept must be asked for first by a thread at start-up. Of two threads at
-// once both may ask, and the addresses then stand there twice. A privilege is that of the calling thread's own token, so
-// threads don't meet there.
+// once both may ask, and the addresses then stand there twice. A privilege is that of the calling thread's own token,
+// so threads don't meet there.
 class HSMBASE_EXPORT ICSystem
 {
 public:
@@ -42,8 +42,9 @@ public:
     // interface has no address yet (0.0.0.0); nothing is kept then.
     static ICArray<ICIPAddress *, ICIPAddress *> const & mf_getHostAddresses();
 
-    // Whether it is the host name in any case, or one of the addresses. No name is resolved: "localhost" and this host's
-    // name with its domain answer 0. Throws Parameter for an empty text, and what the two operations above throw.
+    // Whether it is the host name in any case, or one of the addresses. No name is resolved: "localhost" and this
+    // host's name with its domain answer 0. Throws Parameter for an empty text, and what the two operations above
+    // throw.
     static int mf_isLocalServer(CString const & hostOrAddress);
 
     // Whether the system is at least this one, with the service pack unless that is 0.
@@ -56,23 +57,23 @@ public:
     static int mf_is64Bit();
 
     // "Microsoft Windows Server 2003, Standard Edition, Service Pack 2 (Build 3790)". The table of products ends with
-    // 2008: later systems begin with their edition. Empty for unknown platforms. Throws System, and NotImplemented for a
-    // product that is neither workstation nor server.
+    // 2008: later systems begin with their edition. Empty for unknown platforms. Throws System, and NotImplemented for
+    // a product that is neither workstation nor server.
     static CString mf_getSystemVersionString();
 
     // Leaves a trace line with processors, page size and address space.
     static void mf_logHardwareInformation();
 
-    // Directories with a backslash at their ends: "C:\Windows\" and "C:\". Empty where the environment doesn't say. Throw
-    // what mf_getEnvironmentVariable throws.
+    // Directories with a backslash at their ends: "C:\Windows\" and "C:\". Empty where the environment doesn't say.
+    // Throw what mf_getEnvironmentVariable throws.
     static CString const & mf_getSystemRoot();
     static CString const & mf_getSystemDrive();
 
     // "C:\$Recycle.Bin\" for L'C'.
     static CString mf_getRecycleRoot(wchar_t drive);
 
-    // Empty, with a warning in the trace, for a variable that isn't there or is empty. Throws BufferTooSmall for a value
-    // of more than 1022 characters, System.
+    // Empty, with a warning in the trace, for a variable that isn't there or is empty. Throws BufferTooSmall for a
+    // value of more than 1022 characters, System.
     static CString mf_getEnvironmentVariable(CString const & name);
 
     // The user's code page of 8-bit texts, such as "CP1252". Throws System.

@@ -29,8 +29,8 @@ public:
     // _E_::FileNotFound for a missing file that is said to have an encoding.
     static void mf_exchangeFileEncoding(CString const & path, ICEncoding const & current, ICEncoding const & target);
 
-    // Answers 0 if the file has the encoding already, else 1, also where nothing was there to be done: a missing file has
-    // no encoding and so not the wanted one.
+    // Answers 0 if the file has the encoding already, else 1, also where nothing was there to be done: a missing file
+    // has no encoding and so not the wanted one.
     static int mf_updateFileEncoding(CString const & path, ICEncoding const & target);
 
 private:

@@ -10,8 +10,8 @@
 // Byte-order marks: UCS2_LE is marked by 0xFF 0xFE, UCS2_BE by 0xFE 0xFF; ASCII has none. Any two bytes other than 0
 // that are no mark count as ASCII, UTF-8 included.
 //
-// Threads: a plain value; the constants are read-only and usable before any code has run. Files are opened to share with
-// writers, so a log in use can be examined.
+// Threads: a plain value; the constants are read-only and usable before any code has run. Files are opened to share
+// with writers, so a log in use can be examined.
 class HSMBASE_EXPORT ICEncoding
 {
 public:
@@ -44,12 +44,12 @@ public:
     // Whether the two bytes are one of the two marks.
     static int mf_isByteOrderMark(unsigned char const * const bytes);
 
-    // UNKNOWN for a file of less than two bytes, an empty one included. Throws _E_::FileAccess, FileRead or FileClose with
-    // the system error, and what mf_getEncoding throws.
+    // UNKNOWN for a file of less than two bytes, an empty one included. Throws _E_::FileAccess, FileRead or FileClose
+    // with the system error, and what mf_getEncoding throws.
     static ICEncoding mf_getFileEncoding(CString const & path);
 
-    // Writes the mark at the current position; nothing for ASCII. Throws _E_::FileWrite with the system error, also for a
-    // mark written in part, and _E_::Unexpected as mf_getByteOrderMark.
+    // Writes the mark at the current position; nothing for ASCII. Throws _E_::FileWrite with the system error, also for
+    // a mark written in part, and _E_::Unexpected as mf_getByteOrderMark.
     static void mf_writeByteOrderMark(void * const fileHandle, ICEncoding const & encoding);
 
 private:

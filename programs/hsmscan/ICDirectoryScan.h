@@ -6,8 +6,9 @@
 
 class ICScanTotals;
 
-// Walks directories and all below them. No file is opened, and no link is entered: looking must not bring data back, and
-// what lies behind a link is counted where it is. A volume that is mounted at a directory is entered, once in all: not
+// Walks directories and all below them. No file is opened, and no link is entered: looking must not bring data back,
+// and what lies behind a link is counted where it is. A volume that is mounted at a directory is entered, once in all:
+// not
 // where it is among the paths given, and not from within itself.
 class ICDirectoryScan
 {

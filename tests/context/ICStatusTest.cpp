@@ -339,8 +339,8 @@ TEST(ICStatus, ProcessEnds_KeepsItsLock)
     EXPECT_EQ(0u, ICChildProcess("askAfterTheEnd").mf_getExitCode());
 }
 
-// Deliberate: the start-up must allocate the slot before it announces the main thread. How a process ends whose stack is
-// used up differs between systems; it never comes to answer.
+// Deliberate: the start-up must allocate the slot before it announces the main thread. How a process ends whose stack
+// is used up differs between systems; it never comes to answer.
 IC_CHILD(announceWithoutSlot)
 {
     ICStatus::mf_setStatus(TOGGLE_BITS, 1);

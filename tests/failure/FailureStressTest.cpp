@@ -102,8 +102,8 @@ TEST(FailureStress, ManyThreads_SeeRightTextsAndLeakNothing)
     ICStartedProcess const process(L"German");
     EXPECTED const expected;
     std::atomic<int> mistakes = 0;
-    // What is made once, by the run-time library or by a lock at which threads first meet, may come in any round, but not
-    // in each.
+    // What is made once, by the run-time library or by a lock at which threads first meet, may come in any round, but
+    // not in each.
     bool isBalanced = false;
     std::string description;
     for (int round = 0; round < 4 && !isBalanced; ++round) {

@@ -9,11 +9,11 @@
 
 #include "hsmbase/events/ICLogEvent.h"
 #include "tests/events/EventsTest.h"
-#include "tests/support/ICMeetingPoint.h"
 #include "tests/logging/ICTestLog.h"
 #include "tests/support/ICChildProcess.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
+#include "tests/support/ICMeetingPoint.h"
 #include "tests/support/ICTracedProcess.h"
 
 using testing::Contains;

@@ -290,10 +290,11 @@ TEST_F(ICLogSettings, RegistryThatRefuses_LeavesTheSettingsButForTheirNeutralAns
     EXPECT_EQ(10240000, ICLog::m_pThis->m_nMaxFileSize);
 }
 
-// ------------------------------------------------------------------------------------- failures of the steps themselves
+// ------------------------------------------------------------------------------------- failures of the steps
+// themselves
 
-// A step fails as a whole only where its own line does: one whose indented lines don't fit. Whoever meets that keeps the
-// lock, so it happens in a process of its own. The argument is the text that the line begins with.
+// A step fails as a whole only where its own line does: one whose indented lines don't fit. Whoever meets that keeps
+// the lock, so it happens in a process of its own. The argument is the text that the line begins with.
 namespace
 {
 // Each failing line is one whose text begins so; its failure is that of its step.
@@ -364,7 +365,8 @@ TEST(ICLogSettingsChild, CodepageThatCannotBeRegistered_IsTold)
     EXPECT_EQ(0u, child.mf_getExitCode()) << child.mf_getErrors();
 }
 
-// ------------------------------------------------------------------------------------------------------------ listeners
+// ------------------------------------------------------------------------------------------------------------
+// listeners
 
 TEST_F(ICLogSettings, NoListener_IsAFailure)
 {

@@ -6,8 +6,8 @@
 #include <random>
 #include <thread>
 
-#include "tests/support/ICMeetingPoint.h"
 #include "tests/logging/NumberedRecords.h"
+#include "tests/support/ICMeetingPoint.h"
 
 namespace
 {

@@ -2,8 +2,8 @@
 
 #include "tests/support/ICImportPatch.h"
 
-// The note that an operation leaves when it finds a log that is not ready. It goes into the log's file, and a log with a
-// file is ready, so a note is seen only if the file is opened in the moment between: while the question for the state
+// The note that an operation leaves when it finds a log that is not ready. It goes into the log's file, and a log with
+// a file is ready, so a note is seen only if the file is opened in the moment between: while the question for the state
 // takes the lock.
 
 namespace

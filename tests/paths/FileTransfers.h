@@ -46,8 +46,8 @@ inline void * f_callocOfLittle(std::size_t count, std::size_t size)
     return count * size == NO_ROOM_FOR ? nullptr : std::calloc(count, size);
 }
 
-// Keeps how much the library asks for with each ReadFile or WriteFile, and answers that all of it was done without doing
-// anything, or, for the call that is named, one byte less.
+// Keeps how much the library asks for with each ReadFile or WriteFile, and answers that all of it was done without
+// doing anything, or, for the call that is named, one byte less.
 //
 //     ICPretendedTransfers const writes(IC_IMPORT(WriteFile), 2);   // the second write is short
 //

@@ -49,7 +49,8 @@ TEST_F(ICPathFilesTrace, Exists_WithoutPath_Warns)
                 mf_hasLine('W', "mf_exists", "Empty path argument"));
 }
 
-// A server that doesn't answer gives 53, which says that nothing is there; a share or a name that is unknown is a warning.
+// A server that doesn't answer gives 53, which says that nothing is there; a share or a name that is unknown is a
+// warning.
 TEST_F(ICPathFilesTrace, Exists_WarnsOfWhatCannotBeLookedAt)
 {
     auto const exists = [] { EXPECT_EQ(0, ICPath::mf_exists(L"\\\\host\\share\\x")); };

@@ -130,8 +130,8 @@ protected:
     ICRegistryFixture() { ICRegistry::mf_createInstance(m_sandbox.mf_getPath().c_str()); }
     ~ICRegistryFixture() override { ICRegistry::mf_deleteInstance(); }
 
-    // Store exactly these characters or bytes: the platform would take a NUL that happens to stand behind a text for its
-    // terminator and store it too, so something else stands there.
+    // Store exactly these characters or bytes: the platform would take a NUL that happens to stand behind a text for
+    // its terminator and store it too, so something else stands there.
     void mf_write(wchar_t const * name, ulong type, std::wstring_view characters)
     {
         mf_writeBytes(

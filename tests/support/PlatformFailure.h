@@ -11,7 +11,8 @@
 
 #include <ostream>
 
-// Runs `action` and answers the code of the class library's exception that it ended in, which is given back: E_INVALIDARG
+// Runs `action` and answers the code of the class library's exception that it ended in, which is given back:
+// E_INVALIDARG
 // also for the containers' invalid-argument exception, S_OK when there was none. Other exceptions go on.
 template<class ACTION>
 HRESULT f_platformFailure(ACTION && action)

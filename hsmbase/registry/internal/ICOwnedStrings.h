@@ -4,8 +4,8 @@
 
 #include "hsmbase/failure/ICArray.h"
 
-// Owns the strings of an array, which as such owns nothing, for a time: they are freed and the array is emptied when the
-// owner ends, unless mf_keep has left them to somebody else.
+// Owns the strings of an array, which as such owns nothing, for a time: they are freed and the array is emptied when
+// the owner ends, unless mf_keep has left them to somebody else.
 //
 //     ICOwnedStrings added(result);
 //     added.mf_add(std::make_unique<CString>(L"text"));      // an exception from here on leaves nothing behind

@@ -12,7 +12,8 @@ struct REGISTRY_TRACE_GATE
 
 using ICRegistryTrace = ICTraceBracket<REGISTRY_TRACE_GATE>;
 
-// The failure's text for a trace line. Rendering asks for texts of the language libraries, so it waits for the gate too.
+// The failure's text for a trace line. Rendering asks for texts of the language libraries, so it waits for the gate
+// too.
 inline CString f_registryTraceText(ICErrno const & failure)
 {
     return REGISTRY_TRACE_GATE::mf_isOpen() ? failure.mf_toString() : CString();

@@ -14,8 +14,8 @@
 class ICIPAddress
 {
 public:
-    // The address in network order, as the platform's table has it: its first number is the lowest byte. `value` is kept
-    // and not used. Throws Parameter for 0.
+    // The address in network order, as the platform's table has it: its first number is the lowest byte. `value` is
+    // kept and not used. Throws Parameter for 0.
     ICIPAddress(ulong number, ulong value) : m_ulAdapterValue(value)
     {
         static wchar_t const _sFunction_[] = L"ICIPAddress::ICIPAddress";
