@@ -1,7 +1,7 @@
 #pragma once
 
-#include "winehost/ImportTable.h"
 #include "tests/support/internal/ICImportSlots.h"
+#include "winehost/ImportTable.h"
 
 #include <concepts>
 #include <memory>

@@ -1,8 +1,8 @@
 #include "tests/support/PageGuardHeap.h"
-#include "winehost/ImportTable.h"
 #include "tests/support/internal/ICGuardArena.h"
 #include "tests/support/internal/ICImportSlots.h"
 #include "tests/support/internal/ICPlatformFunction.h"
+#include "winehost/ImportTable.h"
 
 #include <psapi.h>
 
