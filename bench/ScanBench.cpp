@@ -43,7 +43,7 @@ void f_ignore(ICErrno const &) {}
 } // namespace
 
 // The environment variable HSMSCAN_TREE names another tree to be scanned, such as one of a million files.
-TEST_CASE("scan of a tree", "[scan][tree][goal:1.25]")
+TEST_CASE("scan of a tree", "[scan][tree][goal:1.15]")
 {
     wchar_t const * const given = ::_wgetenv(L"HSMSCAN_TREE");
     BenchTree const tree(given ? 0 : 100, given ? 0 : 200);

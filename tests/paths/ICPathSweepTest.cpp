@@ -6,6 +6,7 @@
 #include <map>
 
 #include "hsmbase/failure/ICBuffer.h"
+#include "hsmbase/paths/ICDirectoryEntries.h"
 #include "hsmbase/paths/ICPath.h"
 #include "hsmbase/system/ICSystem.h"
 #include "hsmbase/system/internal/ICIPAddress.h"
@@ -267,6 +268,11 @@ TEST_F(ICPathSweepLooking, AnyCallThatFails_LeavesAllAsItWas)
                                     [&] {
                                         ICArray<CString, CString &> names;
                                         ICPath::mf_listContent(directory, names);
+                                    }},
+                                   {"ICDirectoryEntries",
+                                    [&] {
+                                        ICDirectoryEntries entries(directory);
+                                        while (entries.mf_next()) {}
                                     }},
                                    {"mf_getAbsolutePath", [&] { ICPath::mf_getAbsolutePath(L"b.txt"); }},
                                    {"mf_getCurrentDirectory", [&] { ICPath::mf_getCurrentDirectory(); }},
