@@ -1,11 +1,6 @@
 #include "frame/ICWineHost.h"
 
-#include "hsmbase/Types.h"
-
-static bool f_isWine()
-{
-    return ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
-}
+#include "winehost/IsWine.h"
 
 void ICWineHost::mf_start()
 {

@@ -2,6 +2,7 @@
 // ICProgramFrame loads this module under Wine ahead of the storage. Only hsmbase's imports are changed.
 #include "hsmbase/failure/internal/ICTrace.h"
 #include "winehost/ImportTable.h"
+#include "winehost/IsWine.h"
 
 #include <cwchar>
 #include <string_view>
@@ -50,11 +51,6 @@ STAND_IN const STAND_INS[] = {
     {"GetDriveTypeW", reinterpret_cast<void (*)()>(&f_getDriveType)},
     {"FindFirstVolumeMountPointW", reinterpret_cast<void (*)()>(&f_findFirstVolumeMountPoint)},
 };
-
-bool f_isWine()
-{
-    return ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
-}
 
 } // namespace
 
