@@ -56,9 +56,11 @@ void f_addVolume(PATH_ROWS & rows, ICPath const & path)
 {
     if (!path.mf_isLocal() || path.mf_isShadowCopy()) return;
     CString const root = ICVolume::mf_getVolumeRoot(path.mf_getNTFSPath());
+    CString const idPath = ICVolume::mf_getVolumeIdPath(root);
     rows.mf_add(IDS_HSMSCAN_EXPLAIN_ROOT, root);
-    rows.mf_add(IDS_HSMSCAN_EXPLAIN_VOLUME_ID, ICVolume::mf_getVolumeIdPath(root));
-    rows.mf_add(IDS_HSMSCAN_EXPLAIN_FILE_SYSTEM, ICVolume::mf_getFileSystemName(root));
+    rows.mf_add(IDS_HSMSCAN_EXPLAIN_VOLUME_ID, idPath);
+    // By the id: asked by a letter, Wine reads from the device and complains on the console if it may not.
+    rows.mf_add(IDS_HSMSCAN_EXPLAIN_FILE_SYSTEM, ICVolume::mf_getFileSystemName(idPath));
 }
 
 void f_addAttributes(PATH_ROWS & rows, ICPath const & path, ulong attributes)
