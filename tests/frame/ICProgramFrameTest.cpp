@@ -437,6 +437,8 @@ bool f_isFrameSound(ICProgramFrame::OPTIONS const & options, char const * import
 
 IC_CHILD(frame_sweep)
 {
+    // Where a log goes whose directory can't be learnt.
+    ::SetCurrentDirectoryW(arguments[1].c_str());
     int round = 0;
     for (std::size_t index = 2; index < arguments.size(); ++index) {
         std::string const import(arguments[index].begin(), arguments[index].end());
