@@ -5,6 +5,7 @@
 #include "hsmbase/failure/internal/ICTrace.h"
 #include "hsmbase/volumes/internal/ForEachVolume.h"
 #include "hsmbase/volumes/internal/ICStorageLock.h"
+#include "hsmbase/volumes/internal/VolumeMutex.h"
 
 ICStorage * ICStorage::m_pThis = nullptr;
 
@@ -43,6 +44,8 @@ ICStorage::ICStorage(ICStorage const & other) : ICStorage(other.m_hMutex, 1)
 
 ICStorage::~ICStorage()
 {
+    static wchar_t const _sFunction_[] = L"ICStorage::~ICStorage";
+
     if (m_isCopy) return;
     ulong const lastError = ::GetLastError();
     try {
@@ -52,7 +55,7 @@ ICStorage::~ICStorage()
         // The trace has it. A storage that ends has no other users, so its memory goes all the same.
     }
     mf_implDelete(m_aVolumes);
-    if (m_hMutex != nullptr) mf_implCloseMutex();
+    f_closeMutex(_sFunction_, m_hMutex);
     ::SetLastError(lastError);
 }
 
@@ -68,19 +71,6 @@ void ICStorage::mf_implDelete(CArray<ICVolume *, ICVolume *> & volumes)
     for (INT_PTR index = 0; index < volumes.GetCount(); ++index)
         delete volumes[index];
     volumes.RemoveAll();
-}
-
-void ICStorage::mf_implCloseMutex()
-{
-    static wchar_t const _sFunction_[] = L"ICStorage::~ICStorage";
-
-    HANDLE const mutex = m_hMutex;
-    m_hMutex = nullptr;
-    ::SetLastError(0);
-    if (!::CloseHandle(mutex)) {
-        ICErrno const failure = f_systemFailure(ICErrno::_E_::CloseHandle);
-        ICTrace(_sFunction_).mf_error(L"Failure closing mutex handle: %s", failure.mf_toString());
-    }
 }
 
 void ICStorage::mf_createInstance()
@@ -119,9 +109,7 @@ void ICStorage::mf_implLockStorage() const
 {
     static wchar_t const _sFunction_[] = L"ICStorage::mf_implLockStorage";
 
-    ::SetLastError(0);
-    ulong const answer = ::WaitForSingleObject(m_hMutex, INFINITE);
-    if (answer != WAIT_OBJECT_0 && answer != WAIT_ABANDONED) {
+    if (!f_takeMutex(m_hMutex)) {
         ICErrno const failure = f_systemFailure(ICErrno::_E_::Synchronization);
         throw ICTrace(_sFunction_).mf_failed(failure, L"Failure waiting for storage mutex: %s", failure.mf_toString());
     }

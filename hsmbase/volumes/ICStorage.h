@@ -124,7 +124,6 @@ private:
     // Deletes all volumes. Throws _E_::Synchronization.
     void mf_implCleanup();
     static void mf_implDelete(CArray<ICVolume *, ICVolume *> & volumes);
-    void mf_implCloseMutex();
 
     // Throw _E_::Synchronization with the system error. A mutex that its thread left behind counts as locked.
     void mf_implLockStorage() const;

@@ -4,6 +4,7 @@
 #include "hsmbase/failure/internal/ICTrace.h"
 #include "hsmbase/paths/internal/DriveTypeNames.h"
 #include "hsmbase/volumes/internal/ICVolumeLock.h"
+#include "hsmbase/volumes/internal/VolumeMutex.h"
 
 namespace
 {
@@ -68,6 +69,8 @@ ICVolume::ICVolume(ICVolume const & other)
 
 ICVolume::~ICVolume()
 {
+    static wchar_t const _sFunction_[] = L"ICVolume::~ICVolume";
+
     if (m_isCopy) return;
     ulong const lastError = ::GetLastError();
     try {
@@ -80,7 +83,7 @@ ICVolume::~ICVolume()
         // The trace has it. A volume that ends has no other users, so its memory goes all the same.
     }
     mf_implDeleteMountPoints();
-    if (m_hMutex != nullptr) mf_implCloseMutex();
+    f_closeMutex(_sFunction_, m_hMutex);
     ::SetLastError(lastError);
 }
 
@@ -91,26 +94,11 @@ void ICVolume::mf_implDeleteMountPoints()
     m_aMountPoints.RemoveAll();
 }
 
-void ICVolume::mf_implCloseMutex()
-{
-    static wchar_t const _sFunction_[] = L"ICVolume::~ICVolume";
-
-    HANDLE const mutex = m_hMutex;
-    m_hMutex = nullptr;
-    ::SetLastError(0);
-    if (!::CloseHandle(mutex)) {
-        ICErrno const failure = f_systemFailure(ICErrno::_E_::CloseHandle);
-        ICTrace(_sFunction_).mf_error(L"Failure closing mutex handle: %s", failure.mf_toString());
-    }
-}
-
 void ICVolume::mf_implLock() const
 {
     static wchar_t const _sFunction_[] = L"ICVolume::mf_implLock";
 
-    ::SetLastError(0);
-    ulong const answer = ::WaitForSingleObject(m_hMutex, INFINITE);
-    if (answer != WAIT_OBJECT_0 && answer != WAIT_ABANDONED) {
+    if (!f_takeMutex(m_hMutex)) {
         ICErrno const failure = f_systemFailure(ICErrno::_E_::Synchronization);
         throw ICTrace(_sFunction_)
             .mf_failed(failure, L"Failure waiting for volume mutex:\r\n%s%s\r\n%sVolume: '%s'", ICLog::TAB,

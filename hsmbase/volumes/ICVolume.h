@@ -161,7 +161,6 @@ private:
     CString mf_implToString(CString const & prefix) const;
 
     void mf_implDeleteMountPoints();
-    void mf_implCloseMutex();
 
     // The platform's drive type. Throws _E_::FileSystem for the two that mean that there is no such drive.
     static unsigned int mf_implGetDriveType(CString const & root);
