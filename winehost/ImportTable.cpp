@@ -12,8 +12,6 @@
 namespace
 {
 
-using ANYFUNCTION = void (*)();
-
 template<class TYPE>
 TYPE * f_at(HMODULE module, ULONG_PTR offset)
 {

@@ -15,7 +15,7 @@ constexpr wchar_t TAG[] = L"winehost";
 struct STAND_IN
 {
     char const * name;
-    void (*function)();
+    ANYFUNCTION function;
 };
 
 // The letter of the volume with this id path, as "D:\"; empty if it has none.
@@ -48,8 +48,8 @@ HANDLE WINAPI f_findFirstVolumeMountPoint(LPCWSTR root, LPWSTR path, DWORD lengt
 }
 
 STAND_IN const STAND_INS[] = {
-    {"GetDriveTypeW", reinterpret_cast<void (*)()>(&f_getDriveType)},
-    {"FindFirstVolumeMountPointW", reinterpret_cast<void (*)()>(&f_findFirstVolumeMountPoint)},
+    {"GetDriveTypeW", reinterpret_cast<ANYFUNCTION>(&f_getDriveType)},
+    {"FindFirstVolumeMountPointW", reinterpret_cast<ANYFUNCTION>(&f_findFirstVolumeMountPoint)},
 };
 
 } // namespace

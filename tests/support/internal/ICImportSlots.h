@@ -1,11 +1,9 @@
 #pragma once
 
 #include "tests/support/Platform.h"
+#include "winehost/ImportTable.h"
 
 #include <vector>
-
-// Any function of any signature; cast back before it is called.
-using ANYFUNCTION = void (*)();
 
 // Every slot of one name in the import table of one loaded module; puts the original function back when it ends. The
 // common ground of ICImportPatch and ICImportFault.
