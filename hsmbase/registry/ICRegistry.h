@@ -136,6 +136,31 @@ public:
     // The same for a key. An empty path is the root key itself.
     static int mf_PathExists(CString const & path, HKEY const key);
 
+    // Creates the key `name` below `path`, with all levels that are missing; one that exists is no failure. Throws
+    // Parameter for an empty name, Registry.
+    static void mf_create(CString const & name, CString const & path, HKEY const key);
+
+    // Deletes the key `name` below `path`: 1 if it was there and is gone, 0 if there was none. Throws Parameter for an
+    // empty name, which the platform would take as the parent itself; Registry, also for a key that has subkeys.
+    static int mf_delete(CString const & name, CString const & path, HKEY const key);
+
+    // Copies all values of the key `source` into the key `target`, which is made if it is missing, byte by byte and
+    // without subkeys; answers their number. Both paths are verbatim. A value that the target has is overwritten;
+    // `noCheck` saves the trace line that tells so. Throws Registry, also for a value of more than 1024 bytes, and
+    // Internal; values that were copied by then stay.
+    static ulong mf_copyValues(CString const & source, CString const & target, int noCheck, HKEY const key);
+
+    // The names of subkeys and of values, as new strings in an array that must be empty; a key's default value has an
+    // empty name. The path is verbatim: an empty one is the root key itself. A key that doesn't exist is a failure.
+    // Throws Parameter for an array that isn't empty; Registry, also for a name of 256 characters and more: what was
+    // found by then is in the array.
+    static void mf_getSubKeys(CString const & path, ICArray<CString *, CString *> & result, HKEY const key);
+    static void mf_getSubValues(CString const & path, ICArray<CString *, CString *> & result, HKEY const key);
+
+    // Their numbers. The path is verbatim. Throw Registry.
+    static ulong mf_getSubKeyCount(CString const & path, HKEY const key);
+    static ulong mf_getSubValueCount(CString const & path, HKEY const key);
+
     // 1 if the value was there and is gone, 0 if there was none. Throws Registry.
     static int mf_deleteValue(CString const & name, CString const & path, HKEY const key);
 
