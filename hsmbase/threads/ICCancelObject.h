@@ -29,7 +29,8 @@ public:
     // one at once may be _E_::Internal.
     virtual void mf_tryCancel()
     {
-        if (m_pCancelSwitch != nullptr) m_pCancelSwitch->mf_implTryCancel();
+        ICCancelSwitch const * const cancelSwitch = m_pCancelSwitch;
+        if (cancelSwitch != nullptr) cancelSwitch->mf_implTryCancel();
     }
 
 protected:
@@ -38,6 +39,8 @@ protected:
     virtual void mf_implPropagateCancelSwitch(ICCancelObject & target, int force);
 
 private:
+    void mf_implStore(ICCancelSwitch * cancelSwitch);
+
     // A raw value, since copies are those of bytes.
     ICCancelSwitch * volatile m_pCancelSwitch = nullptr; // not owned, written by atomic exchange
 };

@@ -67,9 +67,10 @@ private:
     // thread's context was marked. Throws _E_::Synchronization, _E_::Internal, _E_::Unexpected.
     void mf_implTryCancel() const
     {
-        if (m_state != 0) mf_implPauseOrCancel();
+        long const state = m_state;
+        if (state != 0) mf_implPauseOrCancel(state);
     }
-    void mf_implPauseOrCancel() const;
+    void mf_implPauseOrCancel(long state) const;
     void mf_implSetErrnoData(ICErrnoData const & reason);
     void mf_implResetErrnoData();
 
