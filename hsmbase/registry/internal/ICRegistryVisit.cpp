@@ -16,9 +16,8 @@ LSTATUS ICRegistryVisit::mf_open(REGSAM access)
 LSTATUS ICRegistryVisit::mf_create()
 {
     HKEY opened = nullptr;
-    DWORD disposition = 0;
     LSTATUS const code =
-        ::RegCreateKeyExW(m_root, m_path, 0, nullptr, 0, KEY_SET_VALUE, nullptr, &opened, &disposition);
+        ::RegCreateKeyExW(m_root, m_path, 0, nullptr, 0, KEY_SET_VALUE, nullptr, &opened, &m_disposition);
     if (code == ERROR_SUCCESS) *m_key.mf_receive() = opened;
     return code;
 }

@@ -26,6 +26,9 @@ public:
     LSTATUS mf_open(REGSAM access);
     LSTATUS mf_create();
 
+    // Whether mf_create made the key, rather than opened it.
+    bool mf_isNew() const { return m_disposition == REG_CREATED_NEW_KEY; }
+
     // Codes other than 0 leave a line and are kept, unless there is a failure already. Whether the code is 0.
     bool mf_check(LSTATUS code, PATH_TEXT text);
     bool mf_check(LSTATUS code, CString const & name, VALUE_TEXT text);
@@ -54,6 +57,7 @@ private:
     HKEY const m_root;
     CString const m_path;
     ICRegistryKey m_key;
+    ulong m_disposition = 0;
     ICErrnoData m_outcome;
 };
 
