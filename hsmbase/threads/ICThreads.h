@@ -40,7 +40,8 @@
 // or a line is traced.
 class HSMBASE_EXPORT ICThreads : public ICCancelObject
 {
-    friend unsigned long __stdcall f_ICThread(void * parameter);
+    friend class ICThreadsData;
+    friend class ICThreadsWorker;
 
 public:
     // Names of states for the trace.
@@ -110,7 +111,12 @@ private:
     static int const STATE_RUNNING = 1;
     static int const STATE_SHUTDOWN = 2;
 
+    void mf_implMakeRecords(ulong type);
+    void mf_implDeleteRecords();
     void mf_implCleanup();
+    void mf_implWait(ulong timeoutMsec);
+    ulong mf_implGetExitCode(int index) const;
+    void mf_implTraceOutcome(int index, ulong exitCode) const;
     int mf_implCheckRange(int index) const;
     ulong mf_implStateCounter(int index, int state) const;
 
