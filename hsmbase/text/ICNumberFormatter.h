@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+
 #include "hsmbase/Types.h"
 
 class ICFileSize;
@@ -99,9 +101,17 @@ private:
     CString mf_implFormatDate(_SYSTEMTIME const * time) const;
     CString mf_implFormatTime(_SYSTEMTIME const * time) const;
 
+    struct SETTING;
+    static ICNumberFormatter & mf_implGetInstance(wchar_t const * function);
+    static std::atomic<ulong> & mf_implGetField(wchar_t const * function, SETTING const & setting);
+    static void mf_implConfigure(wchar_t const * function, SETTING const & setting, ulong index);
+    template<class NUMBER>
+    static CString mf_implPrint(wchar_t const * function, wchar_t const * format, NUMBER number, int whole);
+
     static ICNumberFormatter * m_pThis;
 
-    ulong m_ulNumberFormat;
-    ulong m_ulTimeFormat;
-    ulong m_ulDateFormat;
+    // Indexes into the tables, always within them.
+    std::atomic<ulong> m_ulNumberFormat;
+    std::atomic<ulong> m_ulTimeFormat;
+    std::atomic<ulong> m_ulDateFormat;
 };
