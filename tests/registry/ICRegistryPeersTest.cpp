@@ -8,6 +8,7 @@
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::UnorderedElementsAre;
 
 namespace
 {
@@ -29,11 +30,11 @@ protected:
         mf_runTool({L"add", mf_getKey(), L"/v", name, L"/t", type, L"/d", data, L"/f"});
     }
 
-    // The exported text of the key, UTF-16.
-    std::wstring mf_export()
+    // The exported text of a key, UTF-16.
+    std::wstring mf_export(wchar_t const * key = KEY)
     {
         ICTemporaryDirectory const directory;
-        mf_runTool({L"export", mf_getKey(), directory / L"key.reg", L"/y"});
+        mf_runTool({L"export", L"HKLM\\" + (m_sandbox / key), directory / L"key.reg", L"/y"});
         std::string const bytes = f_readFile(directory / L"key.reg");
         return std::wstring(reinterpret_cast<wchar_t const *>(bytes.data()), bytes.size() / sizeof(wchar_t));
     }
@@ -101,4 +102,46 @@ TEST_F(ICRegistryPeers, LibraryDeletes_ToolMisses)
     mf_runTool({L"query", mf_getKey()});
     EXPECT_THAT(m_output, HasSubstr("Kept"));
     EXPECT_THAT(m_output, testing::Not(HasSubstr("Gone")));
+}
+
+TEST_F(ICRegistryPeers, ToolAddsKeysAndValues_LibraryListsThem)
+{
+    for (wchar_t const * sub : {L"One", L"Two words", L"One\\Deeper"})
+        mf_runTool({L"add", mf_getKey() + L"\\" + sub, L"/f"});
+    mf_add(L"Number", L"REG_DWORD", L"5");
+    mf_runTool({L"add", mf_getKey(), L"/ve", L"/d", L"default", L"/f"});
+    ICTestList keys;
+    ICTestList values;
+    ICRegistry::mf_getSubKeys(m_path, keys, HKLM);
+    ICRegistry::mf_getSubValues(m_path, values, HKLM);
+    EXPECT_THAT(keys.mf_getTexts(), UnorderedElementsAre(L"One", L"Two words"));
+    EXPECT_THAT(values.mf_getTexts(), UnorderedElementsAre(L"", L"Number"));
+    EXPECT_EQ(2u, ICRegistry::mf_getSubKeyCount(m_path, HKLM));
+    EXPECT_EQ(2u, ICRegistry::mf_getSubValueCount(m_path, HKLM));
+}
+
+TEST_F(ICRegistryPeers, LibraryCreatesAndDeletesKeys_ToolSeesIt)
+{
+    for (wchar_t const * name : {L"Kept", L"Gone"})
+        ICRegistry::mf_create(name, m_path, HKLM);
+    EXPECT_EQ(1, ICRegistry::mf_delete(L"Gone", m_path, HKLM));
+    std::wstring const exported = mf_export();
+    EXPECT_THAT(exported, HasSubstr(L"Key\\Kept]"));
+    EXPECT_THAT(exported, testing::Not(HasSubstr(L"Gone")));
+}
+
+TEST_F(ICRegistryPeers, LibraryCopies_ToolExportsTheSameTwice)
+{
+    mf_add(L"Number", L"REG_DWORD", L"0x89ABCDEF");
+    mf_add(L"Text", L"REG_SZ", L"a \u5B57 \u0416");
+    mf_add(L"Expandable", L"REG_EXPAND_SZ", L"%SystemRoot%");
+    mf_add(L"List", L"REG_MULTI_SZ", L"a\\0b c");
+    mf_add(L"Bytes", L"REG_BINARY", L"00ff0d0a");
+    mf_runTool({L"add", mf_getKey(), L"/ve", L"/d", L"default", L"/f"});
+    EXPECT_EQ(6u, ICRegistry::mf_copyValues(m_path, (m_sandbox / L"Yek").c_str(), 0, HKLM));
+    std::wstring source = mf_export();
+    auto const name = source.find(L"\\Key]");
+    ASSERT_NE(std::wstring::npos, name);
+    EXPECT_EQ(source.replace(name, 5, L"\\Yek]"), mf_export(L"Yek"));
+    EXPECT_THAT(source, HasSubstr(L"\"Bytes\"=hex:00,ff,0d,0a"));
 }

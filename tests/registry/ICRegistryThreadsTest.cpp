@@ -97,3 +97,65 @@ TEST_F(ICRegistryThreads, TwoProcesses_EachItsOwnValuesInOneKey)
     EXPECT_EQ(0u, first.mf_getExitCode()) << first.mf_getErrors();
     EXPECT_EQ(0u, second.mf_getExitCode()) << second.mf_getErrors();
 }
+
+TEST_F(ICRegistryThreads, EachItsOwnKeysBelowOne)
+{
+    std::atomic<int> wrong = 0;
+    auto const useOwnKeys = [&](CString const & owner) {
+        CString const own = m_path + L"\\" + owner;
+        for (int round = 0; round < 10; ++round) {
+            ICRegistry::mf_create(owner, m_path, HKLM);
+            ICRegistry::mf_setValue(L"Number", 5ul, own, HKLM);
+            wrong += ICRegistry::mf_copyValues(own, own + L"\\Copy", 0, HKLM) != 1;
+            ICTestList keys;
+            ICRegistry::mf_getSubKeys(own, keys, HKLM);
+            wrong += keys.mf_getTexts() != TEXT_LIST{L"Copy"};
+            wrong += ICRegistry::mf_getSubValueCount(own + L"\\Copy", HKLM) != 1;
+            wrong += ICRegistry::mf_delete(L"Copy", own, HKLM) != 1;
+            wrong += ICRegistry::mf_delete(owner, m_path, HKLM) != 1;
+        }
+    };
+    {
+        std::vector<std::jthread> threads;
+        for (int index = 0; index < 8; ++index)
+            threads.emplace_back(
+                [&, owner = f_ownerOf(index)] { wrong += f_failureOf([&] { useOwnKeys(owner); }).has_value(); });
+    }
+    EXPECT_EQ(0, wrong);
+    EXPECT_EQ(0u, ICRegistry::mf_getSubKeyCount(m_path, HKLM));
+}
+
+// Names can be missed or come twice while others come and go, but no listing fails.
+TEST_F(ICRegistryThreads, ListingWhileOthersComeAndGo_NeverFails)
+{
+    for (wchar_t const * name : {L"A", L"Z"})
+        ICRegistry::mf_create(name, m_path, HKLM);
+    std::atomic<int> wrong = 0;
+    std::atomic<int> changing = 4;
+    auto const change = [&](CString const & owner) {
+        for (int round = 0; round < 50; ++round) {
+            ICRegistry::mf_create(owner, m_path, HKLM);
+            ICRegistry::mf_delete(owner, m_path, HKLM);
+        }
+    };
+    auto const list = [&] {
+        while (changing > 0) {
+            ICTestList keys;
+            ICRegistry::mf_getSubKeys(m_path, keys, HKLM);
+            for (std::wstring const & name : keys.mf_getTexts())
+                wrong += name != L"A" && name != L"Z" && !name.starts_with(L"Owner");
+        }
+    };
+    {
+        std::vector<std::jthread> threads;
+        for (int index = 0; index < 4; ++index) {
+            threads.emplace_back([&, owner = f_ownerOf(index)] {
+                wrong += f_failureOf([&] { change(owner); }).has_value();
+                --changing;
+            });
+            threads.emplace_back([&] { wrong += f_failureOf(list).has_value(); });
+        }
+    }
+    EXPECT_EQ(0, wrong);
+    EXPECT_EQ(2u, ICRegistry::mf_getSubKeyCount(m_path, HKLM));
+}

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <set>
 
@@ -64,6 +65,7 @@ inline OUTCOME const NO_FAILURE;
 //
 //     ICKeyAccount account;
 //     account.m_closeCode = ERROR_INVALID_HANDLE;     // the answer of each close, which nevertheless closes
+//     account.m_closeCodes[2] = ERROR_NOT_READY;      // that of the second one
 //
 // Threads: one.
 class ICKeyAccount
@@ -82,6 +84,8 @@ public:
     ~ICKeyAccount() { EXPECT_TRUE(m_open.empty()) << m_open.size() << " keys stayed open"; }
 
     LSTATUS m_closeCode = ERROR_SUCCESS;
+    std::map<ulong, LSTATUS> m_closeCodes;
+    ulong m_closings = 0;
     std::vector<CALL> m_calls;
 
 private:
@@ -109,7 +113,8 @@ private:
     ICImportPatch const m_onClose{IC_IMPORT(RegCloseKey), [this](HKEY key) {
                                       EXPECT_EQ(1u, m_open.erase(key));
                                       EXPECT_EQ(ERROR_SUCCESS, ::RegCloseKey(key));
-                                      return m_closeCode;
+                                      auto const code = m_closeCodes.find(++m_closings);
+                                      return code == m_closeCodes.end() ? m_closeCode : code->second;
                                   }};
 };
 
