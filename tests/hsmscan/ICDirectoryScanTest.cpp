@@ -8,8 +8,9 @@
 #include "programs/hsmscan/ICScanOptions.h"
 #include "programs/hsmscan/ICScanTotals.h"
 #include "tests/support/ICFileCalls.h"
-#include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
+#include "tests/support/ICListedEntries.h"
+#include "tests/support/ICSimulatedTree.h"
 #include "tests/support/ICStartedProcess.h"
 #include "tests/support/ICTemporaryDirectory.h"
 #include "tests/support/ICUnixHost.h"
@@ -103,19 +104,17 @@ TEST_F(ICDirectoryScanTest, Files_AreNeverOpened)
 {
     m_directory.mf_makeFile(L"sub\\a.bin", "1");
     m_directory.mf_makeFile(L"sub\\offline", "1");
-    ICImportPatch const offline(IC_IMPORT(FindNextFileW), [](HANDLE search, WIN32_FIND_DATAW * entry) {
-        BOOL const isFound = ::FindNextFileW(search, entry);
-        if (isFound && std::wstring(entry->cFileName) == L"offline") entry->dwFileAttributes |= FILE_ATTRIBUTE_OFFLINE;
-        return isFound;
-    });
+    ICListedEntries const offline(L"offline", FILE_ATTRIBUTE_OFFLINE);
     ICFileCalls const calls;
     mf_scan(m_directory.mf_getPath());
     EXPECT_EQ(2, m_totals.m_files);
     std::vector<std::string> functions;
     for (ICFileCall const & call : calls.mf_getBelow(m_directory.mf_getPath()))
         functions.push_back(call.m_function);
-    EXPECT_THAT(functions, testing::UnorderedElementsAre("GetFileAttributesW", "FindFirstFileExW", "FindFirstFileExW",
+    EXPECT_THAT(functions, testing::UnorderedElementsAre("GetFileAttributesW", "CreateFileW", "CreateFileW",
                                                          "GetCompressedFileSizeW"));
+    EXPECT_THAT(calls.mf_getBelow(m_directory / L"sub\\a.bin"), testing::IsEmpty());
+    EXPECT_THAT(calls.mf_getBelow(m_directory.mf_getPath()), testing::Each(testing::ResultOf(&f_couldRecall, false)));
     EXPECT_THAT(calls.mf_getUnknown(), testing::IsEmpty());
 }
 
@@ -123,13 +122,13 @@ TEST_F(ICDirectoryScanTest, UnreadableDirectory_IsReportedAndTheWalkGoesOn)
 {
     for (wchar_t const * const name : {L"a\\1", L"b\\1", L"c\\1"})
         m_directory.mf_makeFile(name, "1");
-    ICImportPatch const denied(IC_IMPORT(FindFirstFileExW), [](LPCWSTR path, FINDEX_INFO_LEVELS level, void * data,
-                                                               FINDEX_SEARCH_OPS search, void * filter, DWORD flags) {
-        if (std::wstring(path).find(L"\\b\\*") != std::wstring::npos) {
+    ICImportPatch const denied(IC_IMPORT(CreateFileW), [](LPCWSTR path, DWORD access, DWORD share, auto * security,
+                                                          DWORD disposition, DWORD flags, HANDLE model) {
+        if (std::wstring(path).ends_with(L"\\b\\")) {
             ::SetLastError(ERROR_ACCESS_DENIED);
             return INVALID_HANDLE_VALUE;
         }
-        return ::FindFirstFileExW(path, level, data, search, filter, flags);
+        return ::CreateFileW(path, access, share, security, disposition, flags, model);
     });
     mf_scan(m_directory.mf_getPath());
     EXPECT_EQ(2, m_totals.m_files);
@@ -142,17 +141,16 @@ TEST_F(ICDirectoryScanTest, UnreadableDirectory_IsReportedAndTheWalkGoesOn)
     EXPECT_TRUE(m_scan.mf_getWorst().mf_isError());
 }
 
-TEST_F(ICDirectoryScanTest, ReadingThatBreaksOff_KeepsWhatWasReadAndClosesTheSearch)
+TEST_F(ICDirectoryScanTest, ReadingThatBreaksOff_KeepsWhatWasReadAndClosesTheDirectory)
 {
+    ICSimulatedTree tree;
     for (wchar_t const * const name : {L"a", L"b", L"c", L"d"})
-        m_directory.mf_makeFile(name, "1");
-    ICImportFault const broken("FindNextFileW", ERROR_DEVICE_NOT_CONNECTED, ICCalls::mf_only(4));
-    ICImportFault const closes("FindClose");
-    mf_scan(m_directory.mf_getPath());
-    EXPECT_GT(m_totals.m_files, 0);
-    EXPECT_LT(m_totals.m_files, 4);
+        tree.mf_add(L"D:\\", name, 0, 1);
+    tree.m_entriesAtOnce = 1;
+    tree.mf_fail(L"D:\\", ERROR_DEVICE_NOT_CONNECTED, 4);
+    mf_scan(L"D:\\");
+    EXPECT_EQ(3, m_totals.m_files);
     EXPECT_EQ(1, m_totals.m_unreadable);
-    EXPECT_EQ(1u, closes.mf_getCalls());
     EXPECT_EQ(1u, sMessages.size());
 }
 

@@ -2,13 +2,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <map>
-
 #include "hsmbase/volumes/ICStorage.h"
 #include "programs/hsmscan/ICDirectoryScan.h"
 #include "programs/hsmscan/ICScanOptions.h"
 #include "programs/hsmscan/ICScanTotals.h"
 #include "tests/support/ICSimulatedMachine.h"
+#include "tests/support/ICSimulatedTree.h"
 #include "tests/support/ICStartedProcess.h"
 
 using testing::ElementsAre;
@@ -18,72 +17,6 @@ namespace
 {
 
 constexpr ulong MOUNTED = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
-
-WIN32_FIND_DATAW f_entry(wchar_t const * name, ulong attributes, ulong size)
-{
-    WIN32_FIND_DATAW entry = {};
-    entry.dwFileAttributes = attributes;
-    entry.nFileSizeLow = size;
-    entry.dwReserved0 = attributes == MOUNTED ? IO_REPARSE_TAG_MOUNT_POINT : 0;
-    ::wcscpy_s(entry.cFileName, name);
-    return entry;
-}
-
-// Directories as "D:\mnt\", each with its entries. What is not there is an empty directory.
-class SIMULATED_TREE
-{
-public:
-    SIMULATED_TREE() = default;
-    SIMULATED_TREE(SIMULATED_TREE const &) = delete;
-    SIMULATED_TREE & operator=(SIMULATED_TREE const &) = delete;
-
-    void mf_add(std::wstring const & directory, wchar_t const * name, ulong attributes, ulong size = 0)
-    {
-        m_entries[directory].push_back(f_entry(name, attributes, size));
-    }
-
-    std::vector<std::wstring> m_read; // the directories that were read, in order
-
-private:
-    struct SEARCH
-    {
-        std::vector<WIN32_FIND_DATAW> const * m_entries;
-        std::size_t m_next;
-    };
-
-    HANDLE mf_implFindFirst(std::wstring globber, WIN32_FIND_DATAW & entry)
-    {
-        if (globber.starts_with(L"\\\\?\\") && !globber.starts_with(L"\\\\?\\Volume")) globber.erase(0, 4);
-        globber.pop_back();
-        m_read.push_back(globber);
-        m_search = {&m_entries[globber], 0};
-        if (mf_implFindNext(entry)) return &m_search;
-        ::SetLastError(ERROR_FILE_NOT_FOUND);
-        return INVALID_HANDLE_VALUE;
-    }
-
-    BOOL mf_implFindNext(WIN32_FIND_DATAW & entry)
-    {
-        if (m_search.m_next == m_search.m_entries->size()) {
-            ::SetLastError(ERROR_NO_MORE_FILES);
-            return FALSE;
-        }
-        entry = (*m_search.m_entries)[m_search.m_next++];
-        return TRUE;
-    }
-
-    std::map<std::wstring, std::vector<WIN32_FIND_DATAW>> m_entries;
-    SEARCH m_search = {}; // one at a time, as the scan does
-    ICImportPatch const m_first{IC_IMPORT(FindFirstFileExW), [this](LPCWSTR path, FINDEX_INFO_LEVELS, void * data,
-                                                                    FINDEX_SEARCH_OPS, void *, DWORD) {
-                                    return mf_implFindFirst(path, *static_cast<WIN32_FIND_DATAW *>(data));
-                                }};
-    ICImportPatch const m_next{IC_IMPORT(FindNextFileW),
-                               [this](HANDLE, WIN32_FIND_DATAW * data) { return mf_implFindNext(*data); }};
-    ICImportPatch const m_close{IC_IMPORT(FindClose), [](HANDLE) -> BOOL { return TRUE; }};
-    ICImportPatch const m_attributes{IC_IMPORT(GetFileAttributesW),
-                                     [](LPCWSTR) -> DWORD { return FILE_ATTRIBUTE_DIRECTORY; }};
-};
 
 ICScanOptions f_options()
 {
@@ -101,15 +34,21 @@ protected:
     void mf_mount(ICSimulatedVolume & volume, wchar_t const * name, ICSimulatedVolume const & target)
     {
         volume.mf_mount(name + std::wstring(L"\\"), target);
-        m_tree.mf_add(std::wstring(1, volume.m_letters[0]) + L":\\", name, MOUNTED);
+        m_tree.mf_mount(mf_rootOf(volume), name, mf_rootOf(target));
+    }
+
+    // By which the tree knows it.
+    static std::wstring mf_rootOf(ICSimulatedVolume const & volume)
+    {
+        return volume.m_letters.empty() ? volume.m_idPath : volume.m_letters.substr(0, 1) + L":\\";
     }
 
     std::vector<std::wstring> mf_scan(std::vector<CString> const & paths)
     {
-        m_tree.m_read.clear();
+        m_tree.mf_forgetRead();
         ICDirectoryScan scan(m_totals, {[](CString const &) {}, [](ICErrno const &) { ADD_FAILURE(); }});
         scan.mf_scan(paths);
-        return m_tree.m_read;
+        return m_tree.mf_getRead();
     }
 
     ICStartedProcess const m_process;
@@ -117,7 +56,7 @@ protected:
     ICSimulatedVolume & m_c = m_machine.mf_add(1, L"C");
     ICSimulatedVolume & m_d = m_machine.mf_add(2, L"D");
     ICSimulatedVolume & m_unnamed = m_machine.mf_add(3);
-    SIMULATED_TREE m_tree;
+    ICSimulatedTree m_tree;
     ICScanTotals m_totals{f_options()};
 };
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "tests/support/ICImportFault.h"
+#include "tests/support/ICSimulatedTree.h"
 #include "tests/support/LoggedPlace.h"
 #include "tests/support/Thrown.h"
 
@@ -63,44 +63,47 @@ TEST_F(ICDirectoryEntriesTest, Directory_IsTakenWithAndWithoutBackslash)
     EXPECT_THAT(f_namesIn(m_directory.mf_getPath() + L"\\"), ElementsAre(L"a"));
 }
 
+// The system has no entry to begin with there, not even ".".
 TEST_F(ICDirectoryEntriesTest, EmptyRoot_HasNoEntries)
 {
-    ICImportFault const empty("FindFirstFileExW", ERROR_FILE_NOT_FOUND);
+    ICSimulatedTree tree;
     EXPECT_THAT(f_namesIn(L"D:\\"), IsEmpty());
 }
 
 TEST_F(ICDirectoryEntriesTest, Missing_FailsWithTheSystemsNumber)
 {
     EXPECT_THAT(m_process.mf_run([&] { f_namesIn(m_directory / L"none"); }),
-                f_failsShowing(ICErrno::_E_::FileAccess, ERROR_PATH_NOT_FOUND, "ICDirectoryEntries::ICDirectoryEntries",
+                f_failsShowing(ICErrno::_E_::FileAccess, ERROR_FILE_NOT_FOUND, "ICDirectoryEntries::ICDirectoryEntries",
                                f_at("Failure opening directory '@\\none':\n", m_directory.mf_getPath().c_str())));
 }
 
-TEST_F(ICDirectoryEntriesTest, ReadingThatBreaksOff_FailsAndClosesTheSearch)
+TEST_F(ICDirectoryEntriesTest, ReadingThatBreaksOff_FailsAndClosesTheDirectory)
 {
-    m_directory.mf_makeFile(L"a", "");
-    m_directory.mf_makeFile(L"b", "");
-    ICImportFault const closes("FindClose");
+    ICSimulatedTree tree;
+    tree.m_entriesAtOnce = 1;
+    tree.mf_add(L"D:\\", L"a", 0);
+    tree.mf_add(L"D:\\", L"b", 0);
+    tree.mf_fail(L"D:\\", ERROR_DEVICE_NOT_CONNECTED, 2);
     std::vector<std::wstring> names;
     auto const read = [&] {
-        ICImportFault const broken("FindNextFileW", ERROR_DEVICE_NOT_CONNECTED, ICCalls::mf_only(3));
-        ICDirectoryEntries entries(m_directory.mf_getPath().c_str());
+        ICDirectoryEntries entries(L"D:\\");
         while (entries.mf_next())
             names.emplace_back(entries.mf_getEntry().cFileName);
     };
     EXPECT_THAT(m_process.mf_run(read),
                 f_failsShowing(ICErrno::_E_::FileAccess, ERROR_DEVICE_NOT_CONNECTED, "ICDirectoryEntries::mf_next",
-                               f_at("Failure reading directory '@':\n", m_directory.mf_getPath().c_str())));
+                               "Failure reading directory 'D:\\':\n"));
     EXPECT_THAT(names, ElementsAre(L"a"));
-    EXPECT_EQ(1u, closes.mf_getCalls());
 }
 
 TEST_F(ICDirectoryEntriesTest, ReadingThatBreaksOff_GoesOnWhenAskedAgain)
 {
-    m_directory.mf_makeFile(L"a", "");
-    m_directory.mf_makeFile(L"b", "");
-    ICImportFault const broken("FindNextFileW", ERROR_DEVICE_NOT_CONNECTED, ICCalls::mf_only(3));
-    ICDirectoryEntries entries(m_directory.mf_getPath().c_str());
+    ICSimulatedTree tree;
+    tree.m_entriesAtOnce = 1;
+    tree.mf_add(L"D:\\", L"a", 0);
+    tree.mf_add(L"D:\\", L"b", 0);
+    tree.mf_fail(L"D:\\", ERROR_DEVICE_NOT_CONNECTED, 2);
+    ICDirectoryEntries entries(L"D:\\");
     ASSERT_TRUE(entries.mf_next());
     EXPECT_TRUE(f_throws(
         ICErrno::_E_::FileAccess, [&] { entries.mf_next(); }, ERROR_DEVICE_NOT_CONNECTED));
