@@ -74,6 +74,7 @@ private:
     using ICThreads::mf_start;
 
     void mf_implCleanup();
+    void mf_implSleep();
 
     int m_immediate;
     ulong m_executionCount;
