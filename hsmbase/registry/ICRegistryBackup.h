@@ -1,6 +1,6 @@
 #pragma once
 
-#include "hsmbase/Types.h"
+#include "hsmbase/failure/ICArray.h"
 
 class ICBuffer;
 
@@ -42,7 +42,25 @@ public:
     static int mf_restore(ICBuffer const & source);
 
 private:
+    struct SECTION;
+
     static CString mf_implEscapeString(CString const & text);
     static CString mf_implRevertString(CString const & text);
+
+    // One key and all below it; 0 if it was left out.
     static int mf_implBackupPath(CString & text, CString const & path, HKEY const key, int skipDotKeys);
+
+    // The key's block.
+    static void mf_implBackupValues(CString & text, CString const & path, HKEY const key);
+
+    // NULL entries are passed over.
+    static void mf_implAppendValues(CString & text, ICArray<CString *, CString *> const & names, CString const & path,
+                                    HKEY const key);
+    static void mf_implAppendSubKeys(CString & text, ICArray<CString *, CString *> const & names, CString const & path,
+                                     HKEY const key, int skipDotKeys);
+
+    // One line that isn't empty: it opens a section, or writes a value of the open one.
+    static void mf_implApplyLine(CString const & line, SECTION & section);
+    static void mf_implOpenSection(CString const & line, SECTION & section);
+    static void mf_implWriteValue(CString const & line, SECTION const & section);
 };
