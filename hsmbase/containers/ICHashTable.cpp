@@ -63,8 +63,9 @@ ICHashBucket * ICHashTable::mf_getHashBucket(ulong index) const
 ulong ICHashTable::mf_implCalculateHashIndex(unsigned char const * key, ulong length) const
 {
     if (key == nullptr || length == 0) throw ICErrno(ICErrno::_E_::Parameter);
-    unsigned int hash = 0;
+    // As wide as an address: a byte would be widened anew for each look-up.
+    std::size_t hash = 0;
     for (unsigned char const * const end = key + length; key != end; ++key)
         hash = SUBSTITUTION[*key ^ hash];
-    return hash >> 1;
+    return static_cast<ulong>(hash >> 1);
 }
