@@ -1,7 +1,6 @@
 #include "tests/threads/CancelTest.h"
 #include "tests/threads/VirtualSlot.h"
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace

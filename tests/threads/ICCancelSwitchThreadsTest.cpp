@@ -140,13 +140,13 @@ TEST_F(ICCancelSwitchThreads, ManyWaiting_OneReset_WakesAll)
 
 TEST_F(ICCancelSwitchThreads, Race_Cancel_ReachesEachPollerWithItsReason)
 {
-    ICCancelRace::mf_run(3000,
+    ICCancelRace::mf_run(2000,
                          [](ICCancelSwitch & cancelSwitch, int) { cancelSwitch.mf_cancel(ICErrno::_E_::FileOpen); });
 }
 
 TEST_F(ICCancelSwitchThreads, Race_PauseAndCancel_LeavesNobodyWaiting)
 {
-    ICCancelRace::mf_run(3000, [](ICCancelSwitch & cancelSwitch, int) {
+    ICCancelRace::mf_run(2000, [](ICCancelSwitch & cancelSwitch, int) {
         cancelSwitch.mf_pause();
         cancelSwitch.mf_cancel(ICErrno::_E_::FileOpen);
     });
