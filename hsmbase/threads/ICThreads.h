@@ -77,7 +77,8 @@ public:
     // where a thread can't be made: those made before it run on.
     virtual void mf_start();
 
-    // Waits until all threads run, without end: for ever where one gets no context. Throws _E_::Synchronization.
+    // Waits until all threads run, without end: for ever where one gets no context. Such a thread can't trace; its
+    // mf_getErrnoData tells. Throws _E_::Synchronization.
     virtual void mf_startWait();
 
     // Asks the running threads to end behind the pass that they are in, and doesn't wait. May be called from a pass.
