@@ -4,8 +4,8 @@
 #include "hsmbase/threads/ICCancelObject.h"
 #include "hsmbase/threads/ICThreadsData.h"
 
-// A named group of 1 to 64 threads that do the same work. A derived class supplies one pass of it; each thread does pass
-// after pass until the group is stopped, the work is cancelled, or a severe failure ends the thread.
+// A named group of 1 to 64 threads that do the same work. A derived class supplies one pass of it; each thread does
+// pass after pass until the group is stopped, the work is cancelled, or a severe failure ends the thread.
 //
 //     class ICCopiers : public ICThreads
 //     {
@@ -36,8 +36,8 @@
 // The end of a group neither stops its threads nor closes their handles nor frees their records: it must have been
 // stopped before, and handles and records stay for the life of the process.
 //
-// Threads: the owner's thread calls the four, any thread mf_stop and the queries. No lock is held while another is taken
-// or a line is traced.
+// Threads: the owner's thread calls the four, any thread mf_stop and the queries. No lock is held while another is
+// taken or a line is traced.
 class HSMBASE_EXPORT ICThreads : public ICCancelObject
 {
     friend class ICThreadsData;

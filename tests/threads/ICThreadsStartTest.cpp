@@ -332,8 +332,8 @@ TEST_F(ICThreadsStartWait, TwoThreadsThatSeeAFullCounter_BothSignal)
         Contains(f_isRecord('T', WORKER, HasSubstr("started and initialized\nCurrent thread run count: 2"))).Times(2));
 }
 
-// A thread without context never counts as running, so that mf_startWait would wait for ever; and it writes no trace, so
-// that only its record and its exit code tell of it.
+// A thread without context never counts as running, so that mf_startWait would wait for ever. It can't trace either:
+// only its record and its exit code tell of it.
 TEST_F(ICThreadsStart, NoContext_ThreadEndsWithoutHavingRun)
 {
     ICTestGroup group(1);
