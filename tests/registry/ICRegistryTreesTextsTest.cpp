@@ -1,7 +1,6 @@
 // Every line that the operations on keys write, as a log shows it.
 #include "tests/registry/RegistryTextsTest.h"
 
-using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
