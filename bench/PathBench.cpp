@@ -6,6 +6,7 @@
 
 #include "bench/BenchTree.h"
 #include "bench/InTurn.h"
+#include "hsmbase/paths/ICDirectoryEntries.h"
 #include "hsmbase/paths/ICPath.h"
 
 namespace
@@ -127,6 +128,31 @@ TEST_CASE("list a directory of 10,000 entries", "[path][tree][goal:1.1]")
         return names.size();
     };
     REQUIRE(ours() == 10'002);
+    f_measureInTurn(30, ours, peer);
+}
+
+TEST_CASE("walk over 10,000 entries", "[path][tree][goal:1.05]")
+{
+    BenchTree const tree(1, 10'000);
+    CString const directory = (tree.mf_getPath() + L"\\0").c_str();
+    auto const ours = [&] {
+        ICDirectoryEntries entries(directory);
+        int count = 0;
+        while (entries.mf_next())
+            ++count;
+        return count;
+    };
+    auto const peer = [&] {
+        WIN32_FIND_DATAW entry;
+        HANDLE const search = ::FindFirstFileW(directory + L"\\*", &entry);
+        int count = 0;
+        do
+            ++count;
+        while (::FindNextFileW(search, &entry));
+        ::FindClose(search);
+        return count;
+    };
+    REQUIRE(ours() == 10'000);
     f_measureInTurn(30, ours, peer);
 }
 

@@ -5,11 +5,13 @@
 
 #include "hsmbase/failure/ICBuffer.h"
 #include "hsmbase/failure/ICErrno.h"
+#include "hsmbase/paths/ICDirectoryEntries.h"
 #include "hsmbase/paths/ICPath.h"
 #include "tests/paths/ICFailingFindClose.h"
 #include "tests/support/ICFailingClose.h"
 #include "tests/support/ICFileCalls.h"
 #include "tests/support/ICImportFault.h"
+#include "tests/support/ICStartedProcess.h"
 #include "tests/support/ICTemporaryDirectory.h"
 #include "tests/system/PrivilegeState.h"
 
@@ -136,6 +138,21 @@ TEST(ICPathLooking, EachOperation_ReachesForItsFileInOneWay)
         EXPECT_EQ(f_expected(operation, f_longPath(file.mf_getPath())), calls.mf_get());
         EXPECT_THAT(calls.mf_get(), Each(testing::ResultOf(&f_couldRecall, false)));
     }
+}
+
+// Its entries, and the files behind them, are not reached for at all.
+TEST(ICPathLooking, DirectoryEntries_OpenTheDirectoryAlone)
+{
+    ICStartedProcess const process;
+    ICTemporaryDirectory const directory;
+    directory.mf_makeFile(L"a", "bytes");
+    directory.mf_makeDirectory(L"sub");
+    ICFileCalls const calls;
+    ICDirectoryEntries entries(directory.mf_getPath().c_str());
+    while (entries.mf_next()) {}
+    ICFileCall const opened = {"CreateFileW", f_longPath(directory.mf_getPath()) + L"\\", {1, 7, 3, 0x2100000}};
+    EXPECT_THAT(calls.mf_get(), testing::ElementsAre(opened));
+    EXPECT_FALSE(f_couldRecall(opened));
 }
 
 // No second try, nothing looked up for the trace line.
