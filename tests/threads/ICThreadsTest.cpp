@@ -1,7 +1,6 @@
 // Making, asking, copying and ending a group.
 #include "hsmbase/threads/ICThreads.h"
 
-#include <bit>
 #include <cstring>
 #include <new>
 
@@ -10,6 +9,7 @@
 #include "tests/support/LoggedFailure.h"
 #include "tests/support/Thrown.h"
 #include "tests/threads/ICTestGroup.h"
+#include "tests/threads/VirtualSlot.h"
 
 using testing::Contains;
 using testing::Each;
@@ -414,32 +414,19 @@ TEST_F(ICThreadsAsk, StateCounter_AllThreads_IsRefused)
 
 #ifndef _MSC_VER
 
-// A pointer to a virtual operation holds its place in the table in bytes, and 1; a destructor takes two places.
-template<class OPERATION>
-std::size_t f_slotOf(OPERATION operation)
-{
-    struct POINTER
-    {
-        std::size_t place;
-        std::ptrdiff_t adjustment;
-    };
-    auto const pointer = std::bit_cast<POINTER>(operation);
-    EXPECT_EQ(0, pointer.adjustment);
-    return (pointer.place - 1) / sizeof(void *);
-}
-
+// Behind the first operation come the two places of the destructor.
 TEST(ICThreadsTable, Slots_StandInTheirOrder)
 {
-    EXPECT_EQ(0u, f_slotOf(&ICThreads::mf_installCancelSwitch));
-    EXPECT_EQ(3u, f_slotOf(&ICThreads::mf_tryCancel));
-    EXPECT_EQ(4u, f_slotOf(&ICThreads::mf_implPropagateCancelSwitch));
-    EXPECT_EQ(5u, f_slotOf(&ICThreads::mf_implExecuteOnStart));
-    EXPECT_EQ(6u, f_slotOf(&ICThreads::mf_implExecuteOnStop));
-    EXPECT_EQ(7u, f_slotOf(&ICThreads::mf_implExecute));
-    EXPECT_EQ(8u, f_slotOf(&ICThreads::mf_start));
-    EXPECT_EQ(9u, f_slotOf(&ICThreads::mf_startWait));
-    EXPECT_EQ(10u, f_slotOf(&ICThreads::mf_stop));
-    EXPECT_EQ(11u, f_slotOf(&ICThreads::mf_stopWait));
+    EXPECT_EQ(0, f_slotOf(&ICThreads::mf_installCancelSwitch));
+    EXPECT_EQ(3, f_slotOf(&ICThreads::mf_tryCancel));
+    EXPECT_EQ(4, f_slotOf(&ICThreads::mf_implPropagateCancelSwitch));
+    EXPECT_EQ(5, f_slotOf(&ICThreads::mf_implExecuteOnStart));
+    EXPECT_EQ(6, f_slotOf(&ICThreads::mf_implExecuteOnStop));
+    EXPECT_EQ(7, f_slotOf(&ICThreads::mf_implExecute));
+    EXPECT_EQ(8, f_slotOf(&ICThreads::mf_start));
+    EXPECT_EQ(9, f_slotOf(&ICThreads::mf_startWait));
+    EXPECT_EQ(10, f_slotOf(&ICThreads::mf_stop));
+    EXPECT_EQ(11, f_slotOf(&ICThreads::mf_stopWait));
 }
 
 #endif
