@@ -14,10 +14,10 @@ constexpr int MAXIMUM_THREADS = MAXIMUM_WAIT_OBJECTS;
 
 constexpr ulong MINIMUM_TIMEOUT = 500;
 
-template<class ITEM>
-ITEM * f_allocate(int count)
+// Zeroed; handles are pointers too.
+void * f_allocatePointers(int count)
 {
-    return static_cast<ITEM *>(std::calloc(static_cast<std::size_t>(count), sizeof(ITEM)));
+    return std::calloc(static_cast<std::size_t>(count), sizeof(void *));
 }
 
 HANDLE f_createEvent(wchar_t const * function, ICTraceFormat<CString> format)
@@ -85,10 +85,10 @@ void ICThreads::mf_implMakeRecords(ulong type)
 {
     static wchar_t const _sFunction_[] = L"ICThreads::ICThreads";
 
-    m_phThreads = f_allocate<HANDLE>(m_threadCount);
+    m_phThreads = static_cast<HANDLE *>(f_allocatePointers(m_threadCount));
     if (m_phThreads == nullptr)
         throw ICTrace(_sFunction_).mf_failed(ICErrno::_E_::Memory, L"Malloc returned no memory for thread handles");
-    m_ppThreads = f_allocate<ICThreadsData *>(m_threadCount);
+    m_ppThreads = static_cast<ICThreadsData **>(f_allocatePointers(m_threadCount));
     int made = 0;
     while (m_ppThreads != nullptr && made < m_threadCount) {
         m_ppThreads[made] = new (std::nothrow) ICThreadsData(this, type, made);
