@@ -47,8 +47,8 @@ public:
     // point, else 0. Without the short name.
     _WIN32_FIND_DATAW const & mf_getEntry() const { return m_entry; }
 
-    // The number of this entry on its volume; 0: not told. That of a mount point or link is its own, not that of the
-    // directory behind it.
+    // The number of this entry on its volume; 0: not told, and for mount points and links to directories, to which some
+    // systems give that of the directory behind.
     ULONG64 mf_getFileId() const { return m_fileId; }
 
     // The numbers of the entry where the walk stands and of those behind it that are read already, in their order, "."

@@ -107,7 +107,9 @@ bool ICDirectoryListing::mf_implTake(ulong at, LISTED_ENTRY & entry) const
     entry.name = m_block + at + m_form->name;
     entry.nameBytes = nameBytes;
     entry.fileId = 0;
-    if (m_form->fileId == 0) return true;
+    // Some systems give a link to a directory the number of what lies behind it, which would then be met twice.
+    constexpr ulong LINK = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
+    if (m_form->fileId == 0 || (entry.facts.FileAttributes & LINK) == LINK) return true;
     std::memcpy(&entry.fileId, m_block + at + m_form->fileId, sizeof entry.fileId);
     entry.fileId = f_knownId(entry.fileId);
     return true;
