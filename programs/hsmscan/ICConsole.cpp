@@ -1,15 +1,49 @@
 #include "programs/hsmscan/ICConsole.h"
 
+#include <algorithm>
 #include <memory>
+
+#include "programs/hsmscan/ICExclusiveLock.h"
+
+SRWLOCK ICConsole::m_lock = SRWLOCK_INIT;
+CString ICConsole::m_status;
+
+// From the beginning of the line, and over all that stands there.
+static CString f_overwrite(CString const & before, CString const & text)
+{
+    return L"\r" + text + CString(L' ', std::max(0, before.GetLength() - text.GetLength()));
+}
 
 void ICConsole::mf_printLine(CString const & text)
 {
-    mf_implWrite(STD_OUTPUT_HANDLE, text + L"\r\n");
+    mf_implPrint(STD_OUTPUT_HANDLE, text);
 }
 
 void ICConsole::mf_printError(CString const & text)
 {
-    mf_implWrite(STD_ERROR_HANDLE, text + L"\r\n");
+    mf_implPrint(STD_ERROR_HANDLE, text);
+}
+
+bool ICConsole::mf_canShowStatus()
+{
+    ulong mode = 0;
+    return ::GetConsoleMode(::GetStdHandle(STD_ERROR_HANDLE), &mode);
+}
+
+void ICConsole::mf_showStatus(CString const & text)
+{
+    ICExclusiveLock const lock(m_lock);
+    if (text.IsEmpty() && m_status.IsEmpty()) return;
+    mf_implWrite(STD_ERROR_HANDLE, f_overwrite(m_status, text) + (text.IsEmpty() ? L"\r" : L""));
+    m_status = text;
+}
+
+void ICConsole::mf_implPrint(ulong stream, CString const & text)
+{
+    ICExclusiveLock const lock(m_lock);
+    if (!m_status.IsEmpty()) mf_implWrite(STD_ERROR_HANDLE, f_overwrite(m_status, CString()) + L"\r");
+    mf_implWrite(stream, text + L"\r\n");
+    if (!m_status.IsEmpty()) mf_implWrite(STD_ERROR_HANDLE, m_status);
 }
 
 // The run-time's own streams stop at the first character that the code page of a pipe cannot show.

@@ -3,6 +3,8 @@
 #include "hsmbase/Types.h"
 
 // Where hsmscan writes: characters to a console, UTF-8 to a file or a pipe. A failed write is no failure of the scan.
+//
+// Threads: any; one text at a time.
 class ICConsole
 {
 public:
@@ -10,6 +12,16 @@ public:
     static void mf_printLine(CString const & text);
     static void mf_printError(CString const & text);
 
+    // Whether somebody sees a status.
+    static bool mf_canShowStatus();
+
+    // One line on the console that stays below all else until it is replaced. An empty text takes it away.
+    static void mf_showStatus(CString const & text);
+
 private:
+    static void mf_implPrint(ulong stream, CString const & text);
     static void mf_implWrite(ulong stream, CString const & text);
+
+    static SRWLOCK m_lock;
+    static CString m_status;
 };

@@ -31,6 +31,22 @@ std::optional<ulong> f_count(wchar_t const * text)
     return number ? std::optional(static_cast<ulong>(*number)) : std::nullopt;
 }
 
+// As many threads as a group can have.
+constexpr long long MAX_THREADS = 64;
+
+std::optional<int> f_threads(wchar_t const * text)
+{
+    auto const number = f_number(text, text + std::wcslen(text), MAX_THREADS);
+    return number && *number > 0 ? std::optional(static_cast<int>(*number)) : std::nullopt;
+}
+
+int f_processors()
+{
+    SYSTEM_INFO facts;
+    ::GetSystemInfo(&facts);
+    return static_cast<int>(std::clamp<long long>(facts.dwNumberOfProcessors, 1, MAX_THREADS));
+}
+
 // A number of bytes, with the suffix K, M or G for its multiples.
 std::optional<long long> f_size(wchar_t const * text)
 {
@@ -89,6 +105,9 @@ constexpr OPTION OPTIONS[] = {
     {L"--min-size", true, &f_take<&ICScanOptions::m_minSize, &f_size>},
     {L"--min-age", true, &f_take<&ICScanOptions::m_minAge, &f_count>},
     {L"--largest", true, &f_take<&ICScanOptions::m_largest, &f_count>},
+    {L"--threads", true, &f_take<&ICScanOptions::m_threads, &f_threads>},
+    {L"--list", true, &f_take<&ICScanOptions::m_list, &f_text>},
+    {L"--quiet", false, &f_want<&ICScanOptions::m_isQuiet>},
     {L"--language", true, &f_take<&ICScanOptions::m_language, &f_text>},
     {L"--root", true, &f_take<&ICScanOptions::m_registryRoot, &f_text>},
     {L"--log-level", true, &f_take<&ICScanOptions::m_logLevel, &f_text>},
@@ -102,7 +121,7 @@ constexpr OPTION OPTIONS[] = {
 };
 } // namespace
 
-ICScanOptions::ICScanOptions(int count, wchar_t const * const * arguments)
+ICScanOptions::ICScanOptions(int count, wchar_t const * const * arguments) : m_threads(f_processors())
 {
     bool isOptionExpected = true;
     for (int at = 0; at < count; ++at) {

@@ -21,6 +21,9 @@ public:
     long long m_minSize = 1024LL * 1024; // bytes
     ulong m_minAge = 30;                 // days since the last write
     ulong m_largest = 10;
+    int m_threads;  // 1 to 64; as many as there are processors
+    CString m_list; // file for the paths of what is worth migrating; empty: none
+    bool m_isQuiet = false;
     bool m_isHelpWanted = false;
     bool m_isVersionWanted = false;
     bool m_isSystemWanted = false;

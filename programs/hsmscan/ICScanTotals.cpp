@@ -54,13 +54,28 @@ bool f_isFileAhead(long long size, CString const & directory, wchar_t const * na
     int const order = std::wcsncmp(directory, other.path, length);
     return order != 0 ? order < 0 : std::wcscmp(name, other.path.GetString() + length) < 0;
 }
+
+long long ICScanTotals::*const COUNTS[] = {
+    &ICScanTotals::m_files,          &ICScanTotals::m_directories,    &ICScanTotals::m_bytes,
+    &ICScanTotals::m_bytesOnDisk,    &ICScanTotals::m_offline,        &ICScanTotals::m_sparse,
+    &ICScanTotals::m_compressed,     &ICScanTotals::m_encrypted,      &ICScanTotals::m_hidden,
+    &ICScanTotals::m_system,         &ICScanTotals::m_readOnly,       &ICScanTotals::m_reparsePoints,
+    &ICScanTotals::m_candidateFiles, &ICScanTotals::m_candidateBytes, &ICScanTotals::m_unreadable,
+};
 } // namespace
 
 ICScanTotals::ICScanTotals(ICScanOptions const & options)
-    : m_minSize(options.m_minSize), m_newestWrite(f_daysAgo(options.m_minAge)), m_largestCount(options.m_largest)
+    : m_minSize(options.m_minSize), m_newestWrite(f_daysAgo(options.m_minAge)), m_largestCount(options.m_largest),
+      m_isListWanted(!options.m_list.IsEmpty())
 {}
 
-void ICScanTotals::mf_add(WIN32_FIND_DATAW const & entry, CString const & directory, ulong clusterSize)
+ICScanTotals::ICScanTotals(ICScanTotals const & other, EMPTY)
+    : m_minSize(other.m_minSize), m_newestWrite(other.m_newestWrite), m_largestCount(other.m_largestCount),
+      m_isListWanted(other.m_isListWanted)
+{}
+
+void ICScanTotals::mf_add(WIN32_FIND_DATAW const & entry, CString const & directory, ulong clusterSize,
+                          ICFileNumber const & number)
 {
     ulong const attributes = entry.dwFileAttributes;
     m_offline += (attributes & FILE_ATTRIBUTE_OFFLINE) != 0;
@@ -71,24 +86,45 @@ void ICScanTotals::mf_add(WIN32_FIND_DATAW const & entry, CString const & direct
     m_system += (attributes & FILE_ATTRIBUTE_SYSTEM) != 0;
     m_readOnly += (attributes & FILE_ATTRIBUTE_READONLY) != 0;
     m_reparsePoints += (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
-    if (attributes & FILE_ATTRIBUTE_DIRECTORY)
+    if (attributes & FILE_ATTRIBUTE_DIRECTORY) {
         ++m_directories;
-    else
-        mf_implAddFile(entry, directory, clusterSize);
-}
-
-void ICScanTotals::mf_implAddFile(WIN32_FIND_DATAW const & file, CString const & directory, ulong clusterSize)
-{
-    long long const size = f_join(file.nFileSizeHigh, file.nFileSizeLow);
-    long long const sizeOnDisk = f_sizeOnDisk(file, size, directory, clusterSize);
+        return;
+    }
+    long long const size = f_join(entry.nFileSizeHigh, entry.nFileSizeLow);
+    long long const sizeOnDisk = f_sizeOnDisk(entry, size, directory, clusterSize);
     ++m_files;
     m_bytes += size;
     m_bytesOnDisk += sizeOnDisk;
-    if (mf_implIsCandidate(file, size)) {
+    if (mf_implIsCandidate(entry, size)) {
         ++m_candidateFiles;
         m_candidateBytes += size;
+        if (m_isListWanted) m_candidates.push_back({number, directory + entry.cFileName});
     }
-    mf_implKeepIfLarge(size, sizeOnDisk, file, directory);
+    if (mf_implIsLarge(entry, size, directory))
+        mf_implKeepLarge({size, sizeOnDisk, directory + entry.cFileName, number});
+}
+
+void ICScanTotals::mf_addName(WIN32_FIND_DATAW const & entry, CString const & directory, ulong clusterSize,
+                              ICFileNumber const & number)
+{
+    if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) return;
+    long long const size = f_join(entry.nFileSizeHigh, entry.nFileSizeLow);
+    if (m_isListWanted && mf_implIsCandidate(entry, size))
+        m_candidates.push_back({number, directory + entry.cFileName});
+    if (!mf_implIsLarge(entry, size, directory)) return;
+    LARGE_FILE const file = {size, f_sizeOnDisk(entry, size, directory, clusterSize), directory + entry.cFileName,
+                             number};
+    if (!mf_implRename(file)) mf_implKeepLarge(file);
+}
+
+void ICScanTotals::mf_add(ICScanTotals const & other)
+{
+    for (auto const count : COUNTS)
+        this->*count += other.*count;
+    for (LARGE_FILE const & file : other.m_largest)
+        if (!mf_implRename(file) && (m_largest.size() < m_largestCount || f_isAhead(file, m_largest.front())))
+            mf_implKeepLarge(file);
+    m_candidates.insert(m_candidates.end(), other.m_candidates.begin(), other.m_candidates.end());
 }
 
 // What is offline or a reparse point has been migrated or belongs to somebody else; the system's own files must stay.
@@ -100,18 +136,36 @@ bool ICScanTotals::mf_implIsCandidate(WIN32_FIND_DATAW const & file, long long s
            f_join(file.ftLastWriteTime.dwHighDateTime, file.ftLastWriteTime.dwLowDateTime) <= m_newestWrite;
 }
 
-// A path is composed only for a file that gets in.
-void ICScanTotals::mf_implKeepIfLarge(long long size, long long sizeOnDisk, WIN32_FIND_DATAW const & file,
-                                      CString const & directory)
+// Before its path is composed, which few files need.
+bool ICScanTotals::mf_implIsLarge(WIN32_FIND_DATAW const & file, long long size, CString const & directory) const
 {
-    if (m_largestCount == 0) return;
+    if (m_largest.size() < m_largestCount) return true;
+    return m_largestCount > 0 && f_isFileAhead(size, directory, file.cFileName, m_largest.front());
+}
+
+void ICScanTotals::mf_implKeepLarge(LARGE_FILE const & file)
+{
     if (m_largest.size() == m_largestCount) {
-        if (!f_isFileAhead(size, directory, file.cFileName, m_largest.front())) return;
         std::pop_heap(m_largest.begin(), m_largest.end(), f_isAhead);
         m_largest.pop_back();
     }
-    m_largest.push_back({size, sizeOnDisk, directory + file.cFileName});
+    m_largest.push_back(file);
     std::push_heap(m_largest.begin(), m_largest.end(), f_isAhead);
+}
+
+// Whether the file is among the largest by another name already; of the two the first in order of paths stays. One that
+// isn't lies behind so many others by this name too, or is ahead of them by this name alone.
+bool ICScanTotals::mf_implRename(LARGE_FILE const & file)
+{
+    if (!file.number.mf_isKnown()) return false;
+    auto const known = std::find_if(m_largest.begin(), m_largest.end(),
+                                    [&file](LARGE_FILE const & other) { return other.number == file.number; });
+    if (known == m_largest.end()) return false;
+    if (file.path < known->path) {
+        known->path = file.path;
+        std::make_heap(m_largest.begin(), m_largest.end(), f_isAhead);
+    }
+    return true;
 }
 
 std::vector<ICScanTotals::LARGE_FILE> ICScanTotals::mf_getLargest() const
@@ -119,4 +173,21 @@ std::vector<ICScanTotals::LARGE_FILE> ICScanTotals::mf_getLargest() const
     std::vector<LARGE_FILE> sorted = m_largest;
     std::sort(sorted.begin(), sorted.end(), f_isAhead);
     return sorted;
+}
+
+std::vector<CString> ICScanTotals::mf_getCandidates() const
+{
+    std::vector<CANDIDATE> sorted = m_candidates;
+    std::sort(sorted.begin(), sorted.end(), [](CANDIDATE const & left, CANDIDATE const & right) {
+        return left.number != right.number ? left.number < right.number : left.path < right.path;
+    });
+    std::vector<CString> paths;
+    paths.reserve(sorted.size());
+    ICFileNumber last;
+    for (CANDIDATE const & candidate : sorted) {
+        if (!candidate.number.mf_isKnown() || candidate.number != last) paths.push_back(candidate.path);
+        last = candidate.number;
+    }
+    std::sort(paths.begin(), paths.end());
+    return paths;
 }

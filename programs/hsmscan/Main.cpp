@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <climits>
+#include <optional>
 
 #include "frame/ICProgramFrame.h"
 #include "hsmbase/context/ICLanguage.h"
@@ -10,9 +11,12 @@
 #include "languages/ResourceIds.h"
 #include "programs/hsmscan/ICConsole.h"
 #include "programs/hsmscan/ICDirectoryScan.h"
+#include "programs/hsmscan/ICInterrupt.h"
+#include "programs/hsmscan/ICListTransaction.h"
 #include "programs/hsmscan/ICMachineReport.h"
 #include "programs/hsmscan/ICPathReport.h"
 #include "programs/hsmscan/ICScanOptions.h"
+#include "programs/hsmscan/ICScanProgress.h"
 #include "programs/hsmscan/ICScanReport.h"
 #include "programs/hsmscan/ICScanTotals.h"
 
@@ -36,16 +40,73 @@ int f_refuse(CString const & problem)
     return f_exitCode(ICErrno::_E_::UserInput);
 }
 
+// The sentence below the totals.
+CString f_outcome(ICErrnoNumber const & worst, bool isCanceled)
+{
+    if (isCanceled) return ICString(IDS_HSMSCAN_CANCELED);
+    return ICString(worst.mf_isInfo() ? IDS_HSMSCAN_COMPLETED : IDS_HSMSCAN_COMPLETED_WITH_FAILURES);
+}
+
+void f_walk(ICDirectoryScan & scan, ICScanOptions const & options)
+{
+    std::optional<ICScanProgress> progress;
+    if (!options.m_isQuiet && ICConsole::mf_canShowStatus())
+        progress.emplace(scan.mf_getCounts(), &ICConsole::mf_showStatus);
+    scan.mf_scan(options.m_paths);
+}
+
+// The failure with the message for the user.
+ICErrno f_listFailure(ICErrno const & failure, CString const & path)
+{
+    ICErrnoData data = failure.mf_getErrnoData();
+    ICErrnoData::mf_setMessage(data, L"KVR29004E", IDS_KVR29004_TEXT, IDS_KVR29004_EXPLANATION,
+                               IDS_KVR29004_SYSTEM_ACTION, IDS_KVR29004_USER_RESPONSE, path.GetString());
+    return ICErrno(data);
+}
+
+// A list that can't be written is told of ahead of what may be hours of work.
+void f_prepareList(ICListTransaction & list, ICScanOptions const & options)
+{
+    try {
+        list.mf_prepare();
+    }
+    catch (ICErrno & failure) {
+        throw f_listFailure(failure, options.m_list);
+    }
+}
+
+ICErrnoNumber f_writeList(ICListTransaction & list, ICScanTotals const & totals, ICScanOptions const & options)
+{
+    try {
+        list.mf_write(totals.mf_getCandidates());
+        return ICErrnoNumber();
+    }
+    catch (ICErrno & failure) {
+        if (failure.mf_isErrno(ICErrno::_W_::UserCanceled)) return failure.mf_getErrnoData();
+        ICErrno const message = f_listFailure(failure, options.m_list);
+        ICScanReport::mf_printFailure(message);
+        return message.mf_getErrnoData();
+    }
+}
+
 ICErrnoNumber f_scan(ICScanOptions const & options)
 {
     ICScanTotals totals(options);
-    ICDirectoryScan scan(totals, {&ICScanReport::mf_printStart, &ICScanReport::mf_printFailure});
-    scan.mf_scan(options.m_paths);
+    ICDirectoryScan scan(totals, {&ICScanReport::mf_printStart, &ICScanReport::mf_printFailure}, options.m_threads);
+    ICInterrupt const interrupt([&scan] { scan.mf_cancel(); });
+    std::optional<ICListTransaction> list;
+    if (!options.m_list.IsEmpty()) {
+        list.emplace(options.m_list);
+        list->mf_installCancelSwitch(&scan.mf_getCancelSwitch());
+        f_prepareList(*list, options);
+    }
+    f_walk(scan, options);
+    ICErrnoNumber worst = scan.mf_getWorst();
+    if (list) worst.mf_update(f_writeList(*list, totals, options));
     ICScanReport::mf_printTotals(totals);
-    bool const isComplete = scan.mf_getWorst().mf_isInfo();
     ICConsole::mf_printLine(CString());
-    ICConsole::mf_printLine(ICString(isComplete ? IDS_HSMSCAN_COMPLETED : IDS_HSMSCAN_COMPLETED_WITH_FAILURES));
-    return scan.mf_getWorst();
+    ICConsole::mf_printLine(f_outcome(worst, scan.mf_getCancelSwitch().mf_isCanceled()));
+    return worst;
 }
 
 // All that the command line asks for, in the order in which the help lists it.

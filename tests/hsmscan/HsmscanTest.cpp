@@ -71,17 +71,18 @@ TEST_F(Hsmscan, Scan_PrintsTotalsInTwoColumns)
     EXPECT_THAT(run.output, HasSubstr("one\\a.bin"));
 }
 
-// The host's own tools count the same tree from below: what they see through links to files, and no broken links.
+// The host's own tools count the same tree from below: what they see through links to files, each file once, and no
+// broken links.
 TEST_F(Hsmscan, Totals_AgreeWithTheHostsOwnCount)
 {
     if (!f_isUnixHost()) GTEST_SKIP() << "the second opinion is the host's";
     std::wstring const counts = m_directory.mf_makeFile(L"counts");
     std::wstring const script =
         m_directory.mf_makeFile(L"script", "cd /usr/share && files='! -type d ! -xtype l ! -xtype d'\n"
-                                           "find . $files | wc -l\n"
+                                           "each() { find . $files -exec stat -L -c '%d:%i %s' {} + | sort -u; }\n"
+                                           "each | wc -l\n"
                                            "find . -xtype d | wc -l\n"
-                                           "find . $files -exec stat -L -c %s {} + |\n"
-                                           "awk '{ sum += $1 } END { printf \"%.0f\\n\", sum }'\n");
+                                           "each | awk '{ sum += $2 } END { printf \"%.0f\\n\", sum }'\n");
     ASSERT_TRUE(f_runOnHost(L"sh " + f_hostPath(script) + L" > " + f_hostPath(counts)));
     std::istringstream expected(f_readFile(counts));
     long long fileCount = 0, directoryCount = 0, bytes = 0;
@@ -145,7 +146,7 @@ TEST_F(Hsmscan, Help_ListsTheOptionsWithinTheWidthOfAConsole)
     EXPECT_EQ(0u, run.exitCode);
     for (char const * const option :
          {"hsmscan [options] [PATH...]", "--min-size", "--min-age", "--largest", "--language", "--root", "--volumes",
-          "--system", "--explain", "--help", "--version"})
+          "--system", "--explain", "--threads", "--list", "--quiet", "--help", "--version"})
         EXPECT_THAT(run.output, HasSubstr(option));
     std::istringstream lines(run.output);
     for (std::string line; std::getline(lines, line);)
@@ -304,4 +305,35 @@ TEST_F(Hsmscan, LogDirectoryThatCannotBeMade_IsAFailureInTheConsoleForm)
     EXPECT_EQ(2u, run.exitCode);
     EXPECT_THAT(run.errors, HasSubstr("System, error code"));
     EXPECT_EQ("", run.output);
+}
+
+TEST_F(Hsmscan, Threads_MakeNoDifferenceToWhatIsPrinted)
+{
+    RUN const one = mf_run({L"--threads", L"1", L"--min-size", L"1", L"--min-age", L"0", L"Z:\\usr\\share"});
+    EXPECT_EQ(0u, one.exitCode) << one.errors;
+    for (wchar_t const * const threads : {L"2", L"8", L"64"}) {
+        RUN const run = mf_run({L"--threads", threads, L"--min-size", L"1", L"--min-age", L"0", L"Z:\\usr\\share"});
+        EXPECT_EQ(one.output, run.output);
+    }
+}
+
+TEST_F(Hsmscan, List_HoldsWhatIsWorthMigratingInTheOrderOfPaths)
+{
+    m_directory.mf_makeFile(L"d\\b.bin", std::string(2000, 'b'));
+    m_directory.mf_makeFile(L"d\\\u0416.bin", std::string(2000, 'a'));
+    m_directory.mf_makeFile(L"d\\small.bin", "1");
+    std::wstring const list = m_directory.mf_makeFile(L"list.txt", "the old list");
+    RUN const run = mf_run({L"--min-size", L"1K", L"--min-age", L"0", L"--list", list, m_directory / L"d"});
+    EXPECT_EQ(0u, run.exitCode) << run.errors;
+    std::wstring const directory = m_directory / L"d\\";
+    std::string const path(directory.begin(), directory.end());
+    EXPECT_EQ(path + "b.bin\r\n" + path + "\xd0\x96.bin\r\n", f_readFile(list));
+}
+
+TEST_F(Hsmscan, ListThatCannotBeWritten_IsToldBeforeTheScan)
+{
+    RUN const run = mf_run({L"--list", m_directory / L"missing\\list.txt", m_directory.mf_getPath()});
+    EXPECT_EQ(2u, run.exitCode);
+    EXPECT_THAT(run.errors, HasSubstr("KVR29004E: "));
+    EXPECT_THAT(run.output, Not(HasSubstr("Scanning")));
 }

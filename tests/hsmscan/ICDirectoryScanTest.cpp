@@ -7,6 +7,7 @@
 
 #include "programs/hsmscan/ICScanOptions.h"
 #include "programs/hsmscan/ICScanTotals.h"
+#include "tests/hsmscan/ScanTest.h"
 #include "tests/support/ICFileCalls.h"
 #include "tests/support/ICImportPatch.h"
 #include "tests/support/ICListedEntries.h"
@@ -40,7 +41,11 @@ protected:
     void SetUp() override { sMessages.clear(); }
     void TearDown() override { sMessages = {}; }
 
-    void mf_scan(std::wstring const & path) { m_scan.mf_scan({path.c_str()}); }
+    void mf_scan(std::wstring const & path)
+    {
+        f_excuseThreads(1);
+        m_scan.mf_scan({path.c_str()});
+    }
 
     ICStartedProcess const m_process;
     ICTemporaryDirectory const m_directory;
@@ -69,6 +74,7 @@ TEST_F(ICDirectoryScanTest, Spellings_OfTheSameDirectory_CountTheSame)
     m_directory.mf_makeFile(L"sub\\a.bin", "12345");
     std::wstring const path = m_directory.mf_getPath();
     for (std::wstring const & spelling : {path, path + L"\\", L"\\\\?\\" + path, path + L"\\sub\\.."}) {
+        f_excuseThreads(1);
         ICScanTotals totals(f_options());
         ICDirectoryScan(totals, LISTENER).mf_scan({spelling.c_str()});
         EXPECT_EQ(1, totals.m_files);

@@ -6,6 +6,7 @@
 #include "programs/hsmscan/ICDirectoryScan.h"
 #include "programs/hsmscan/ICScanOptions.h"
 #include "programs/hsmscan/ICScanTotals.h"
+#include "tests/hsmscan/ScanTest.h"
 #include "tests/support/ICSimulatedMachine.h"
 #include "tests/support/ICSimulatedTree.h"
 #include "tests/support/ICStartedProcess.h"
@@ -46,6 +47,7 @@ protected:
     std::vector<std::wstring> mf_scan(std::vector<CString> const & paths)
     {
         m_tree.mf_forgetRead();
+        f_excuseThreads(1);
         ICDirectoryScan scan(m_totals, {[](CString const &) {}, [](ICErrno const &) { ADD_FAILURE(); }});
         scan.mf_scan(paths);
         return m_tree.mf_getRead();

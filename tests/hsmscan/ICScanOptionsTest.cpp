@@ -99,3 +99,25 @@ TEST(ICScanOptions, LanguageAndRoot_AreTexts)
     EXPECT_STREQ(L"Software\\x", options.m_registryRoot);
     EXPECT_STREQ(L"Software\\hsmbase", f_read({L"p"}).m_registryRoot);
 }
+
+TEST(ICScanOptions, Threads_AreThoseThatAGroupCanHave)
+{
+    SYSTEM_INFO facts;
+    ::GetSystemInfo(&facts);
+    EXPECT_EQ(std::min(64, static_cast<int>(facts.dwNumberOfProcessors)), f_read({L"p"}).m_threads);
+    EXPECT_EQ(1, f_read({L"--threads", L"1", L"p"}).m_threads);
+    EXPECT_EQ(64, f_read({L"--threads", L"64", L"p"}).m_threads);
+    for (wchar_t const * const text : {L"0", L"65", L"-1", L"two", L""})
+        EXPECT_FALSE(f_read({L"--threads", text, L"p"}).mf_isValid()) << text;
+}
+
+TEST(ICScanOptions, ListAndQuiet_AreTaken)
+{
+    ICScanOptions const options = f_read({L"--quiet", L"--list", L"C:\\list.txt", L"p"});
+    ASSERT_TRUE(options.mf_isValid());
+    EXPECT_TRUE(options.m_isQuiet);
+    EXPECT_STREQ(L"C:\\list.txt", options.m_list);
+    EXPECT_FALSE(f_read({L"p"}).m_isQuiet);
+    EXPECT_TRUE(f_read({L"p"}).m_list.IsEmpty());
+    EXPECT_FALSE(f_read({L"--list", L"", L"p"}).mf_isValid());
+}

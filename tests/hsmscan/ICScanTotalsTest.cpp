@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
+#include <set>
+
 #include "programs/hsmscan/ICScanOptions.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
@@ -155,4 +159,110 @@ TEST(ICScanTotals, NoneWanted_KeepsNone)
     ICScanTotals totals(f_options(0, 0, 0));
     totals.mf_add(f_entry(L"a", 0, 9), L"C:\\", 1);
     EXPECT_TRUE(totals.mf_getLargest().empty());
+}
+
+namespace
+{
+ICScanTotals f_totals(ulong largest)
+{
+    ICScanOptions options = f_options(0, 0, largest);
+    options.m_list = L"list";
+    return ICScanTotals(options);
+}
+
+std::vector<std::wstring> f_largest(ICScanTotals const & totals)
+{
+    std::vector<std::wstring> paths;
+    for (ICScanTotals::LARGE_FILE const & file : totals.mf_getLargest())
+        paths.push_back(file.path.GetString());
+    return paths;
+}
+
+std::vector<std::wstring> f_candidates(ICScanTotals const & totals)
+{
+    std::vector<std::wstring> paths;
+    for (CString const & path : totals.mf_getCandidates())
+        paths.push_back(path.GetString());
+    return paths;
+}
+} // namespace
+
+TEST(ICScanTotals, AnotherName_CountsNothingAndIsShownIfItComesFirst)
+{
+    using PATHS = std::vector<std::wstring>;
+    ICScanTotals totals = f_totals(2);
+    totals.mf_add(f_entry(L"m", 0, 5, 1), L"C:\\", 1, {1, 77});
+    totals.mf_add(f_entry(L"a", 0, 4, 1), L"C:\\", 1, {1, 78});
+    totals.mf_addName(f_entry(L"x", 0, 5, 1), L"C:\\", 1, {1, 77});
+    EXPECT_EQ((PATHS{L"C:\\m", L"C:\\a"}), f_largest(totals));
+    EXPECT_EQ((PATHS{L"C:\\a", L"C:\\m"}), f_candidates(totals));
+    totals.mf_addName(f_entry(L"b", 0, 5, 1), L"C:\\", 1, {1, 77});
+    EXPECT_EQ((PATHS{L"C:\\b", L"C:\\a"}), f_largest(totals));
+    EXPECT_EQ((PATHS{L"C:\\a", L"C:\\b"}), f_candidates(totals));
+    EXPECT_EQ(2, totals.m_files);
+    EXPECT_EQ(9, totals.m_bytes);
+    EXPECT_EQ(2, totals.m_candidateFiles);
+}
+
+TEST(ICScanTotals, NameThatLiesBehindTheLargest_ComesInByABetterOne)
+{
+    using PATHS = std::vector<std::wstring>;
+    ICScanTotals totals = f_totals(1);
+    totals.mf_add(f_entry(L"m", 0, 5, 1), L"C:\\", 1, {1, 1});
+    totals.mf_add(f_entry(L"z", 0, 5, 1), L"C:\\", 1, {1, 2});
+    EXPECT_EQ((PATHS{L"C:\\m"}), f_largest(totals));
+    totals.mf_addName(f_entry(L"a", 0, 5, 1), L"C:\\", 1, {1, 2});
+    EXPECT_EQ((PATHS{L"C:\\a"}), f_largest(totals));
+}
+
+TEST(ICScanTotals, FilesWithoutNumber_AreAllDifferent)
+{
+    ICScanTotals totals = f_totals(5);
+    totals.mf_add(f_entry(L"a", 0, 5, 1), L"C:\\", 1);
+    totals.mf_add(f_entry(L"b", 0, 5, 1), L"C:\\", 1);
+    EXPECT_EQ(2u, f_largest(totals).size());
+    EXPECT_EQ(2u, f_candidates(totals).size());
+}
+
+// What several threads found together is what one would have found, however the names are dealt out.
+TEST(ICScanTotals, Parts_AddUpToTheWhole)
+{
+    constexpr int FILES = 60;
+    constexpr int NAMES = 3;
+    std::mt19937 random(17);
+    for (int round = 0; round < 200; ++round) {
+        ICScanTotals whole = f_totals(7);
+        ICScanTotals parts[] = {ICScanTotals::mf_makeEmpty(whole), ICScanTotals::mf_makeEmpty(whole),
+                                ICScanTotals::mf_makeEmpty(whole)};
+        std::vector<std::pair<int, int>> names;
+        for (int file = 0; file < FILES; ++file)
+            for (int name = 0; name < NAMES; ++name)
+                names.emplace_back(file, name);
+        std::shuffle(names.begin(), names.end(), random);
+        std::set<int> isMet;
+        for (auto const & [file, name] : names) {
+            std::wstring const text = std::to_wstring((file * 31 + name * 17) % 101) + L"-" + std::to_wstring(file);
+            WIN32_FIND_DATAW const entry = f_entry(text.c_str(), 0, file % 5, 1);
+            ICFileNumber const number = {1, static_cast<ULONG64>(file + 1)};
+            ICScanTotals & part = parts[random() % std::size(parts)];
+            if (isMet.insert(file).second)
+                part.mf_add(entry, L"C:\\", 1, number);
+            else
+                part.mf_addName(entry, L"C:\\", 1, number);
+        }
+        std::sort(names.begin(), names.end());
+        for (auto const & [file, name] : names) {
+            std::wstring const text = std::to_wstring((file * 31 + name * 17) % 101) + L"-" + std::to_wstring(file);
+            WIN32_FIND_DATAW const entry = f_entry(text.c_str(), 0, file % 5, 1);
+            ICFileNumber const number = {1, static_cast<ULONG64>(file + 1)};
+            name == 0 ? whole.mf_add(entry, L"C:\\", 1, number) : whole.mf_addName(entry, L"C:\\", 1, number);
+        }
+        ICScanTotals sum = ICScanTotals::mf_makeEmpty(whole);
+        for (ICScanTotals const & part : parts)
+            sum.mf_add(part);
+        ASSERT_EQ(f_largest(whole), f_largest(sum)) << round;
+        ASSERT_EQ(f_candidates(whole), f_candidates(sum)) << round;
+        ASSERT_EQ(whole.m_bytes, sum.m_bytes);
+        ASSERT_EQ(FILES, sum.m_files);
+    }
 }
