@@ -40,10 +40,8 @@ void f_scanBare(std::wstring const & directory, COUNTS & counts)
 void f_ignore(CString const &) {}
 void f_ignore(ICErrno const &) {}
 
-} // namespace
-
 // The environment variable HSMSCAN_TREE names another tree to be scanned, such as one of a million files.
-TEST_CASE("scan of a tree", "[scan][tree][goal:1.15]")
+void f_compare(int threads)
 {
     wchar_t const * const given = ::_wgetenv(L"HSMSCAN_TREE");
     BenchTree const tree(given ? 0 : 100, given ? 0 : 200);
@@ -53,7 +51,7 @@ TEST_CASE("scan of a tree", "[scan][tree][goal:1.15]")
     long long files = 0;
     auto const ours = [&] {
         ICScanTotals totals(options);
-        ICDirectoryScan(totals, {&f_ignore, &f_ignore}).mf_scan(options.m_paths);
+        ICDirectoryScan(totals, {&f_ignore, &f_ignore}, threads).mf_scan(options.m_paths);
         files = totals.m_files;
     };
     COUNTS counts;
@@ -63,4 +61,16 @@ TEST_CASE("scan of a tree", "[scan][tree][goal:1.15]")
     };
     f_measureInTurn(given ? 3 : 15, ours, peer);
     CHECK(files == counts.files);
+}
+
+} // namespace
+
+TEST_CASE("scan of a tree", "[scan][tree][goal:1.15]")
+{
+    f_compare(1);
+}
+
+TEST_CASE("scan of a tree, two threads", "[scan][tree]")
+{
+    f_compare(2);
 }
