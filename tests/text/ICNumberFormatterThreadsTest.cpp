@@ -16,7 +16,7 @@ namespace
 {
 
 constexpr int READERS = 4;
-constexpr int CHANGES = 200;
+constexpr int CHANGES = 100;
 
 using TEXTS = std::set<std::wstring>;
 
