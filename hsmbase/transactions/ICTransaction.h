@@ -84,7 +84,8 @@ protected:
     void mf_implSetDescription(CString const & description);
 
     // Declares the next step; identifiers aren't compared with each other. Throws _E_::AlreadyInitialized once the
-    // transaction was started, _E_::Memory.
+    // transaction was started, _E_::Memory. Where the list of steps can't grow, the class library's memory exception
+    // leaves.
     void mf_implAddTransactionStep(ulong id, CString const & description);
 
     // The next step begins, or is left out. On an aborted transaction they do nothing. Throw _E_::Internal where the

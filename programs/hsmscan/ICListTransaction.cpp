@@ -1,6 +1,5 @@
 #include "programs/hsmscan/ICListTransaction.h"
 
-#include <string>
 #include <utility>
 
 #include "hsmbase/failure/internal/ICTrace.h"
@@ -113,7 +112,7 @@ void ICListTransaction::mf_implCreate()
 {
     static wchar_t const _sFunction_[] = L"ICListTransaction::mf_implCreate";
 
-    m_sList = ICPath::mf_getAbsolutePath(ICLongPath::mf_removeLongPathUNCPrefix(m_sFile));
+    m_sList = ICPath::mf_getAbsolutePath(m_sFile);
     mf_implCheckList();
     CString const temporary = ICPath::mf_getAsideTempPath(m_sList);
     CString const longPath = ICLongPath::mf_addLongPathUNCPrefix(temporary);

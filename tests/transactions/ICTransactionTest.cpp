@@ -3,6 +3,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "tests/support/ICImportFault.h"
 #include "tests/support/PlatformFailure.h"
 #include "tests/support/Thrown.h"
 #include "tests/transactions/TransactionTest.h"
@@ -152,6 +153,22 @@ TEST(ICTransaction, EqualIdentifiers_AreNotRefused)
     transaction.mf_pass(1);
     transaction.mf_completeTransaction();
     EXPECT_EQ(ICTransaction::STATE_COMPLETED, transaction.m_state);
+}
+
+// Of the list of steps, whose memory is the class library's affair.
+TEST(ICTransaction, AddStep_WithoutMemoryForTheList_LosesNothing)
+{
+    ICTestTransaction transaction;
+    {
+        // Compilers may know that the first memory of the list is none that grows.
+        ICImportFault const noFirst("malloc", ICAnswer::mf_value(nullptr));
+        ICImportFault const noMore("realloc", ICAnswer::mf_value(nullptr));
+        EXPECT_EQ(E_OUTOFMEMORY, f_platformFailure([&] { transaction.mf_implAddTransactionStep(1, L"one"); }));
+        EXPECT_EQ(1u, noFirst.mf_getAnswered() + noMore.mf_getAnswered());
+    }
+    EXPECT_EQ(0, transaction.m_steps.GetCount());
+    transaction.mf_implAddTransactionStep(1, L"one");
+    EXPECT_EQ(1, transaction.m_steps.GetCount());
 }
 
 // The order of steps.

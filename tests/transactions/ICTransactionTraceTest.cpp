@@ -49,7 +49,7 @@ protected:
 
 TEST_F(ICTransactionTrace, CompleteRun_TellsEachStep)
 {
-    EXPECT_THAT(m_process.mf_trace([this] {
+    EXPECT_THAT(m_process.mf_trace([] {
         ICTestTransaction transaction({0x10, 0xabcdef12});
         transaction.mf_implSetDescription(L"two steps");
         transaction.mf_startTransaction();

@@ -31,7 +31,7 @@ public:
     void mf_implRollbackStep(ulong id) override
     {
         m_undone.push_back(id);
-        if (m_failing.count(id) != 0) throw ICErrno(ICErrno::_E_::FileAccess);
+        if (m_failing.contains(id)) throw ICErrno(ICErrno::_E_::FileAccess);
     }
 
     // A step from its start to its end.
