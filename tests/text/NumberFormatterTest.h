@@ -144,7 +144,7 @@ struct CHOICE
     char const * m_configureTag;
     char const * m_kind;
 };
-inline constexpr CHOICE CHOICES[] = {
+inline CHOICE const CHOICES[] = {
     {L"NumFmt", 6, &ICNumberFormatter::mf_getConfiguredNumberFormatIndex, &ICNumberFormatter::mf_configureNumberFormat,
      "ICNumberFormatter::mf_configureNumberFormat", "number"},
     {L"DateFmt", 7, &ICNumberFormatter::mf_getConfiguredDateFormatIndex, &ICNumberFormatter::mf_configureDateFormat,
