@@ -10,7 +10,6 @@
 #include "tests/support/Thrown.h"
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace
 {
@@ -93,6 +92,18 @@ std::vector<std::wstring> f_walk(std::vector<FORGED_BLOCK> blocks)
     }
 }
 
+// An entry "a", and one that ends where the block does.
+FORGED_BLOCK f_blockThatEndsIn(FORGED const & entry)
+{
+    FORGED_BLOCK const last({entry});
+    std::size_t const place = 0x10000 - last.m_bytes.size();
+    FORGED_BLOCK block({{L"a", 1, 0, static_cast<int>(place)}});
+    block.m_bytes.resize(place);
+    block.m_bytes.insert(block.m_bytes.end(), last.m_bytes.begin(), last.m_bytes.end());
+    EXPECT_EQ(0x10000 - place, NAME + entry.m_name.size() * sizeof(wchar_t)) << "a filling lies behind it";
+    return block;
+}
+
 std::wstring const CORRUPT = L"#" + std::to_wstring(ERROR_FILE_CORRUPT);
 std::wstring const TOO_LONG = L"#" + std::to_wstring(ERROR_FILENAME_EXCED_RANGE);
 
@@ -164,13 +175,10 @@ TEST_F(ICDirectoryListingTest, EntryWithoutRoomForItsNumbers_IsMalformed)
 
 TEST_F(ICDirectoryListingTest, EntryThatFillsTheBlock_IsTaken)
 {
-    FORGED_BLOCK const last({{L"last", 2}});
-    std::size_t const place = 0x10000 - last.m_bytes.size();
-    FORGED_BLOCK block({{L"a", 1, 0, static_cast<int>(place)}});
-    block.m_bytes.resize(place);
-    block.m_bytes.insert(block.m_bytes.end(), last.m_bytes.begin(), last.m_bytes.end());
-    ASSERT_EQ(0x10000 - place, NAME + 4 * sizeof(wchar_t));
-    EXPECT_THAT(f_walk({block}), ElementsAre(L"a", L"last"));
+    EXPECT_THAT(f_walk({f_blockThatEndsIn({L"last"})}), ElementsAre(L"a", L"last"));
+    EXPECT_THAT(f_walk({f_blockThatEndsIn({L"last", 1, sizeof(wchar_t)}), FORGED_BLOCK({{L"d"}})}),
+                ElementsAre(L"a", CORRUPT, L"d"))
+        << "its last character lies beyond";
 }
 
 // There is room for 259 characters.
