@@ -3,6 +3,7 @@
 #include <iterator>
 
 #include "frame/ICWineHost.h"
+#include "hsmbase/context/ICDebug.h"
 #include "hsmbase/context/ICLanguage.h"
 #include "hsmbase/context/ICStatus.h"
 #include "hsmbase/context/ICThreadContext.h"
@@ -15,6 +16,7 @@
 #include "hsmbase/paths/ICPath.h"
 #include "hsmbase/registry/ICRegistry.h"
 #include "hsmbase/system/ICSystem.h"
+#include "hsmbase/text/ICNumberFormatter.h"
 #include "hsmbase/volumes/ICStorage.h"
 
 // Steps come up in this order and go down in reverse. Each status bit is set behind what it announces and cleared
@@ -28,6 +30,8 @@ ICProgramFrame::STEP const ICProgramFrame::STEPS[] = {
     {&ICProgramFrame::mf_implStartAdminLog, &ICProgramFrame::mf_implStopAdminLog},
     {&ICProgramFrame::mf_implStartEventLog, &ICProgramFrame::mf_implStopEventLog},
     {&ICProgramFrame::mf_implStartTranslator, &ICProgramFrame::mf_implStopTranslator},
+    {&ICProgramFrame::mf_implStartNumberFormatter, &ICProgramFrame::mf_implStopNumberFormatter},
+    {&ICProgramFrame::mf_implStartDebugging, &ICProgramFrame::mf_implStopDebugging},
     {&ICProgramFrame::mf_implStartMachineFacts, &ICProgramFrame::mf_implStopMachineFacts},
     {&ICProgramFrame::mf_implStartStorage, &ICProgramFrame::mf_implStopStorage},
 };
@@ -172,6 +176,35 @@ void ICProgramFrame::mf_implStopTranslator()
 {
     ICStatus::mf_setStatus(ICStatus::STATUS_TRANSLATOR, 0);
     ICTranslator::mf_deleteInstance();
+}
+
+void ICProgramFrame::mf_implStartNumberFormatter()
+{
+    ICNumberFormatter::mf_createInstance();
+    ICStatus::mf_setStatus(ICStatus::STATUS_NUMBER_FORMATTER, 1);
+}
+
+void ICProgramFrame::mf_implStopNumberFormatter()
+{
+    ICStatus::mf_setStatus(ICStatus::STATUS_NUMBER_FORMATTER, 0);
+    ICNumberFormatter::mf_deleteInstance();
+}
+
+// Off without its key, which is the rule. A registry that can't be asked is no reason for a program not to start.
+void ICProgramFrame::mf_implStartDebugging()
+{
+    try {
+        if (ICDebug::mf_createInstance()) ICStatus::mf_setStatus(ICStatus::STATUS_DEBUGGING, 1);
+    }
+    catch (ICErrno &) {
+        // It has left its trace.
+    }
+}
+
+void ICProgramFrame::mf_implStopDebugging()
+{
+    ICStatus::mf_setStatus(ICStatus::STATUS_DEBUGGING, 0);
+    ICDebug::mf_deleteInstance();
 }
 
 // They are kept without a lock, so they are asked for while there is one thread. Who needs what can't be had now asks

@@ -19,8 +19,8 @@ class ICErrno;
 //
 // What comes up, in this order: the registry below the root given, the thread slot, the languages, the context of the
 // calling thread as the main thread, the trace log, the administrator's log, the system's event log, the translator,
-// the facts about this machine that are found out once, the volumes. When the object ends, all goes down in reverse
-// order.
+// the formats of numbers, dates and times, fault injection where its key exists, the facts about this machine that are
+// found out once, the volumes. When the object ends, all goes down in reverse order.
 //
 // A program has one frame, on its main thread, and brings it up once per process: the thread slot doesn't come up a
 // second time, and the administrator's log keeps its file until the process ends. Other threads attach their own
@@ -102,6 +102,10 @@ private:
     void mf_implStopEventLog();
     void mf_implStartTranslator();
     void mf_implStopTranslator();
+    void mf_implStartNumberFormatter();
+    void mf_implStopNumberFormatter();
+    void mf_implStartDebugging();
+    void mf_implStopDebugging();
     void mf_implStartMachineFacts();
     void mf_implStopMachineFacts() {}
     void mf_implStartStorage();
