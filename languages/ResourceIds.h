@@ -305,6 +305,10 @@
 #define IDS_HSMSCAN_LIST_HELP 20033
 #define IDS_HSMSCAN_QUIET_SYNTAX 20034
 #define IDS_HSMSCAN_QUIET_HELP 20035
+#define IDS_HSMSCAN_BACKUP_SYNTAX 20036
+#define IDS_HSMSCAN_BACKUP_HELP 20037
+#define IDS_HSMSCAN_RESTORE_SYNTAX 20038
+#define IDS_HSMSCAN_RESTORE_HELP 20039
 
 // hsmscan, errors in the command line: 20040 to 20079.
 #define IDS_HSMSCAN_UNKNOWN_OPTION 20040 // %1 option
@@ -343,6 +347,7 @@
 #define IDS_HSMSCAN_TOTAL_CANDIDATE_BYTES 20142
 #define IDS_HSMSCAN_TOTAL_UNREADABLE 20143
 #define IDS_HSMSCAN_TOTAL_BYTES_ON_DISK 20144
+#define IDS_HSMSCAN_TOTAL_FINISHED 20145
 #define IDS_HSMSCAN_LARGEST_LINE 20160 // %1 size, %2 size on disk, %3 path
 
 // hsmscan: one path explained.
@@ -367,6 +372,7 @@
 #define IDS_HSMSCAN_EXPLAIN_RECALL 20179
 #define IDS_HSMSCAN_YES 20180
 #define IDS_HSMSCAN_NO 20181
+#define IDS_HSMSCAN_EXPLAIN_WRITTEN 20182
 
 // hsmscan, numbered messages: from 20200, four ids each: text, explanation, system action, user response.
 // Message KVR29001E: a directory that cannot be read.
@@ -392,5 +398,17 @@
 #define IDS_KVR29004_EXPLANATION 20213
 #define IDS_KVR29004_SYSTEM_ACTION 20214
 #define IDS_KVR29004_USER_RESPONSE 20215
+
+// Message KVR29005E: settings that cannot be saved.
+#define IDS_KVR29005_TEXT 20216 // %1 path
+#define IDS_KVR29005_EXPLANATION 20217
+#define IDS_KVR29005_SYSTEM_ACTION 20218
+#define IDS_KVR29005_USER_RESPONSE 20219
+
+// Message KVR29006E: settings that cannot be restored.
+#define IDS_KVR29006_TEXT 20220 // %1 path
+#define IDS_KVR29006_EXPLANATION 20221
+#define IDS_KVR29006_SYSTEM_ACTION 20222
+#define IDS_KVR29006_USER_RESPONSE 20223
 
 #endif

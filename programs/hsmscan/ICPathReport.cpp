@@ -2,8 +2,10 @@
 
 #include "hsmbase/context/ICColumnFormatter.h"
 #include "hsmbase/context/ICString.h"
+#include "hsmbase/paths/ICFileTime.h"
 #include "hsmbase/paths/ICLongPath.h"
 #include "hsmbase/paths/ICPath.h"
+#include "hsmbase/text/ICNumberFormatter.h"
 #include "hsmbase/volumes/ICVolume.h"
 #include "languages/ResourceIds.h"
 #include "programs/hsmscan/ICConsole.h"
@@ -24,7 +26,18 @@ public:
     {
         mf_add(label, ICString(answer ? IDS_HSMSCAN_YES : IDS_HSMSCAN_NO));
     }
-    void mf_addSize(unsigned int label, ICFileSize const & size) { mf_add(label, size.mf_toString()); }
+    void mf_addSize(unsigned int label, ICFileSize const & size)
+    {
+        mf_add(label, ICNumberFormatter::mf_formatNumber(size));
+    }
+    // When the file was written last, by this machine's time zone.
+    void mf_addTime(unsigned int label, CString const & path)
+    {
+        FILETIME creation, access, write, local;
+        ICPath::mf_getTimes(path, creation, access, write);
+        ::FileTimeToLocalFileTime(&write, &local);
+        mf_add(label, ICNumberFormatter::mf_formatDateTime(ICFileTime(local), L" "));
+    }
     void mf_print() { ICConsole::mf_printLine(m_columns.mf_getString()); }
 
 private:
@@ -74,6 +87,7 @@ void f_addAttributes(PATH_ROWS & rows, ICPath const & path, ulong attributes)
     if (!ICPath::mf_isDirectory(attributes)) {
         rows.mf_addSize(IDS_HSMSCAN_EXPLAIN_SIZE, ICPath::mf_getSize(path.mf_getPath()));
         rows.mf_addSize(IDS_HSMSCAN_EXPLAIN_SIZE_ON_DISK, ICPath::mf_getCompressedSize(path.mf_getPath()));
+        rows.mf_addTime(IDS_HSMSCAN_EXPLAIN_WRITTEN, path.mf_getPath());
     }
     rows.mf_addAnswer(IDS_HSMSCAN_EXPLAIN_RECALL, (attributes & RECALLED) != 0);
 }

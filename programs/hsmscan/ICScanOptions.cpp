@@ -116,6 +116,8 @@ constexpr OPTION OPTIONS[] = {
     {L"--volumes", false, &f_want<&ICScanOptions::m_areVolumesWanted>},
     {L"--system", false, &f_want<&ICScanOptions::m_isSystemWanted>},
     {L"--explain", true, &f_explain},
+    {L"--backup-settings", true, &f_take<&ICScanOptions::m_settingsBackup, &f_text>},
+    {L"--restore-settings", true, &f_take<&ICScanOptions::m_settingsRestore, &f_text>},
     {L"--help", false, &f_want<&ICScanOptions::m_isHelpWanted>},
     {L"--version", false, &f_want<&ICScanOptions::m_isVersionWanted>},
 };
@@ -142,7 +144,7 @@ ICScanOptions::ICScanOptions(int count, wchar_t const * const * arguments) : m_t
 bool ICScanOptions::mf_implHasTask() const
 {
     return m_isHelpWanted || m_isVersionWanted || m_isSystemWanted || m_areVolumesWanted || !m_explained.empty() ||
-           !m_paths.empty();
+           !m_settingsBackup.IsEmpty() || !m_settingsRestore.IsEmpty() || !m_paths.empty();
 }
 
 void ICScanOptions::mf_implRead(wchar_t const * option, wchar_t const * value, bool & isValueUsed)

@@ -28,6 +28,8 @@ public:
     bool m_isVersionWanted = false;
     bool m_isSystemWanted = false;
     bool m_areVolumesWanted = false;
+    CString m_settingsBackup;         // file; empty: none
+    CString m_settingsRestore;        // the same
     std::vector<CString> m_explained; // paths
     std::vector<CString> m_paths;     // to be scanned
 

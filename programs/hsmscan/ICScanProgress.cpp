@@ -4,12 +4,13 @@
 #include "hsmbase/context/ICThreadContext.h"
 #include "hsmbase/failure/ICErrno.h"
 #include "hsmbase/paths/ICFileSize.h"
+#include "hsmbase/text/ICNumberFormatter.h"
 #include "languages/ResourceIds.h"
 #include "programs/hsmscan/ICScanCounts.h"
 
 static CString f_show(long long number)
 {
-    return ICFileSize(number).mf_toString();
+    return ICNumberFormatter::mf_formatNumber(ICFileSize(number));
 }
 
 ICScanProgress::ICScanProgress(ICScanCounts const & counts, SHOW show, ulong period)

@@ -18,7 +18,7 @@ public:
     ICScanProgress(ICScanCounts const & counts, SHOW show, ulong period = 250);
     ~ICScanProgress() override;
 
-    // "1234 files, 56 directories, 7890 bytes, 617 files/s, 0:00:02".
+    // "1,234 files, 56 directories, 7,890 bytes, 617 files/s, 0:00:02".
     static CString mf_format(ICScanCounts const & counts, ULONG64 milliseconds);
 
 private:

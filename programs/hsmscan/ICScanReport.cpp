@@ -6,6 +6,7 @@
 #include "hsmbase/context/ICFormatter.h"
 #include "hsmbase/context/ICString.h"
 #include "hsmbase/paths/ICFileSize.h"
+#include "hsmbase/text/ICNumberFormatter.h"
 #include "languages/ResourceIds.h"
 #include "programs/hsmscan/ICConsole.h"
 #include "programs/hsmscan/ICScanTotals.h"
@@ -29,6 +30,7 @@ constexpr OPTION_TEXT OPTION_TEXTS[] = {
     {IDS_HSMSCAN_LOG_LEVEL_SYNTAX, IDS_HSMSCAN_LOG_LEVEL_HELP}, {IDS_HSMSCAN_LOG_DIR_SYNTAX, IDS_HSMSCAN_LOG_DIR_HELP},
     {IDS_HSMSCAN_LOG_SIZE_SYNTAX, IDS_HSMSCAN_LOG_SIZE_HELP},   {IDS_HSMSCAN_VOLUMES_SYNTAX, IDS_HSMSCAN_VOLUMES_HELP},
     {IDS_HSMSCAN_SYSTEM_SYNTAX, IDS_HSMSCAN_SYSTEM_HELP},       {IDS_HSMSCAN_EXPLAIN_SYNTAX, IDS_HSMSCAN_EXPLAIN_HELP},
+    {IDS_HSMSCAN_BACKUP_SYNTAX, IDS_HSMSCAN_BACKUP_HELP},       {IDS_HSMSCAN_RESTORE_SYNTAX, IDS_HSMSCAN_RESTORE_HELP},
     {IDS_HSMSCAN_HELP_SYNTAX, IDS_HSMSCAN_HELP_HELP},           {IDS_HSMSCAN_VERSION_SYNTAX, IDS_HSMSCAN_VERSION_HELP},
 };
 
@@ -98,9 +100,12 @@ void ICScanReport::mf_printTotals(ICScanTotals const & totals)
     ICColumnFormatter columns(L"  ", INDENT, 0);
     for (TOTAL_TEXT const & text : TOTAL_TEXTS) {
         CString value;
-        value.Format(L"%20s", ICFileSize(totals.*text.total).mf_toString().GetString());
+        value.Format(L"%20s", ICNumberFormatter::mf_formatNumber(ICFileSize(totals.*text.total)).GetString());
         columns.mf_addString(ICString(text.label), value, none);
     }
+    SYSTEMTIME now;
+    ::GetLocalTime(&now);
+    columns.mf_addString(ICString(IDS_HSMSCAN_TOTAL_FINISHED), ICNumberFormatter::mf_formatDateTime(&now, L" "), none);
     mf_implPrintHeading(IDS_HSMSCAN_HEADING_TOTALS);
     ICConsole::mf_printLine(columns.mf_getString());
 
@@ -109,8 +114,8 @@ void ICScanReport::mf_printTotals(ICScanTotals const & totals)
     mf_implPrintHeading(IDS_HSMSCAN_HEADING_LARGEST);
     for (ICScanTotals::LARGE_FILE const & file : largest) {
         CString size, sizeOnDisk;
-        size.Format(L"%16s", ICFileSize(file.size).mf_toString().GetString());
-        sizeOnDisk.Format(L"%16s", ICFileSize(file.sizeOnDisk).mf_toString().GetString());
+        size.Format(L"%16s", ICNumberFormatter::mf_formatNumber(ICFileSize(file.size)).GetString());
+        sizeOnDisk.Format(L"%16s", ICNumberFormatter::mf_formatNumber(ICFileSize(file.sizeOnDisk)).GetString());
         ICConsole::mf_printLine(
             ICString(IDS_HSMSCAN_LARGEST_LINE, size.GetString(), sizeOnDisk.GetString(), file.path.GetString()));
     }

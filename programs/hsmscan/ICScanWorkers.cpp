@@ -5,6 +5,7 @@
 #include "hsmbase/paths/ICPath.h"
 #include "hsmbase/system/internal/ICKernelHandle.h"
 #include "languages/ResourceIds.h"
+#include "programs/hsmscan/FaultPoints.h"
 #include "programs/hsmscan/ICExclusiveLock.h"
 #include "programs/hsmscan/ICScanCounts.h"
 #include "programs/hsmscan/ICScanFailures.h"
@@ -131,6 +132,7 @@ void ICScanWorkers::mf_implRead(ICScanPlace & place, WORKER & worker)
 {
     worker.m_isFirst.clear();
     worker.m_at = 0;
+    f_throwAt(OPEN_DIRECTORY);
     if (place.m_entries == nullptr) place.m_entries = std::make_unique<ICDirectoryEntries>(place.m_directory);
     ICDirectoryEntries & entries = *place.m_entries;
     while (entries.mf_next()) {

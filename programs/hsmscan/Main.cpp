@@ -19,6 +19,7 @@
 #include "programs/hsmscan/ICScanProgress.h"
 #include "programs/hsmscan/ICScanReport.h"
 #include "programs/hsmscan/ICScanTotals.h"
+#include "programs/hsmscan/ICSettings.h"
 
 // hsmscan looks through directories, drives and volumes for files that are worth migrating, without recalling any.
 
@@ -55,13 +56,17 @@ void f_walk(ICDirectoryScan & scan, ICScanOptions const & options)
     scan.mf_scan(options.m_paths);
 }
 
-// The failure with the message for the user.
-ICErrno f_listFailure(ICErrno const & failure, CString const & path)
+// The failure with its message: the number and its text, which its other texts follow, with the path as insert.
+ICErrno f_withMessage(ICErrno const & failure, wchar_t const * number, unsigned int textId, CString const & path)
 {
     ICErrnoData data = failure.mf_getErrnoData();
-    ICErrnoData::mf_setMessage(data, L"KVR29004E", IDS_KVR29004_TEXT, IDS_KVR29004_EXPLANATION,
-                               IDS_KVR29004_SYSTEM_ACTION, IDS_KVR29004_USER_RESPONSE, path.GetString());
+    ICErrnoData::mf_setMessage(data, number, textId, textId + 1, textId + 2, textId + 3, path.GetString());
     return ICErrno(data);
+}
+
+ICErrno f_listFailure(ICErrno const & failure, CString const & path)
+{
+    return f_withMessage(failure, L"KVR29004E", IDS_KVR29004_TEXT, path);
 }
 
 // A list that can't be written is told of ahead of what may be hours of work.
@@ -109,10 +114,27 @@ ICErrnoNumber f_scan(ICScanOptions const & options)
     return worst;
 }
 
+void f_moveSettings(ICScanOptions const & options)
+{
+    try {
+        if (!options.m_settingsBackup.IsEmpty()) ICSettings::mf_save(options.m_settingsBackup);
+    }
+    catch (ICErrno & failure) {
+        throw f_withMessage(failure, L"KVR29005E", IDS_KVR29005_TEXT, options.m_settingsBackup);
+    }
+    try {
+        if (!options.m_settingsRestore.IsEmpty()) ICSettings::mf_restore(options.m_settingsRestore);
+    }
+    catch (ICErrno & failure) {
+        throw f_withMessage(failure, L"KVR29006E", IDS_KVR29006_TEXT, options.m_settingsRestore);
+    }
+}
+
 // All that the command line asks for, in the order in which the help lists it.
 int f_answer(ICScanOptions const & options)
 {
     ICErrnoNumber worst;
+    f_moveSettings(options);
     if (options.m_areVolumesWanted) ICMachineReport::mf_printVolumes();
     if (options.m_isSystemWanted) ICMachineReport::mf_printSystem();
     for (CString const & path : options.m_explained) {

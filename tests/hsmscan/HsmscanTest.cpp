@@ -36,8 +36,11 @@ protected:
     static long long mf_total(std::string const & output, std::string const & label)
     {
         std::smatch match;
-        std::regex const line("\\n *" + label + " +([0-9]+)\\r");
-        return std::regex_search(output, match, line) ? std::stoll(match[1]) : -1;
+        std::regex const line("\\n *" + label + " +([0-9,]+)\\r");
+        if (!std::regex_search(output, match, line)) return -1;
+        std::string number = match[1];
+        std::erase(number, ',');
+        return std::stoll(number);
     }
 
     // The value in the row of an explained path.
@@ -67,7 +70,7 @@ TEST_F(Hsmscan, Scan_PrintsTotalsInTwoColumns)
     EXPECT_EQ(1, mf_total(run.output, "Worth migrating \\(files\\)"));
     EXPECT_EQ(3000, mf_total(run.output, "Worth migrating \\(bytes\\)"));
     EXPECT_EQ(0, mf_total(run.output, "Directories that could not be read"));
-    EXPECT_THAT(run.output, HasSubstr("3000  "));
+    EXPECT_THAT(run.output, HasSubstr("3,000  "));
     EXPECT_THAT(run.output, HasSubstr("one\\a.bin"));
 }
 
@@ -146,7 +149,8 @@ TEST_F(Hsmscan, Help_ListsTheOptionsWithinTheWidthOfAConsole)
     EXPECT_EQ(0u, run.exitCode);
     for (char const * const option :
          {"hsmscan [options] [PATH...]", "--min-size", "--min-age", "--largest", "--language", "--root", "--volumes",
-          "--system", "--explain", "--threads", "--list", "--quiet", "--help", "--version"})
+          "--system", "--explain", "--threads", "--list", "--quiet", "--backup-settings", "--restore-settings",
+          "--help", "--version"})
         EXPECT_THAT(run.output, HasSubstr(option));
     std::istringstream lines(run.output);
     for (std::string line; std::getline(lines, line);)
@@ -191,6 +195,7 @@ TEST_F(Hsmscan, Explain_ShowsEveryFormOfAPathAndWhatLiesThere)
     EXPECT_EQ(path.substr(0, 3), mf_row(run.output, "Root of the volume"));
     EXPECT_EQ("NTFS", mf_row(run.output, "File system"));
     EXPECT_EQ("ARCHIVE", mf_row(run.output, "Attributes"));
+    EXPECT_THAT(mf_row(run.output, "Last written"), testing::MatchesRegex("\\d+/\\d+/\\d+ \\d+:\\d+:\\d+"));
     EXPECT_EQ("5", mf_row(run.output, "Bytes"));
     EXPECT_EQ("No", mf_row(run.output, "Opening recalls data"));
 }
@@ -309,12 +314,14 @@ TEST_F(Hsmscan, LogDirectoryThatCannotBeMade_IsAFailureInTheConsoleForm)
 
 TEST_F(Hsmscan, Threads_MakeNoDifferenceToWhatIsPrinted)
 {
-    RUN const one = mf_run({L"--threads", L"1", L"--min-size", L"1", L"--min-age", L"0", L"Z:\\usr\\share"});
-    EXPECT_EQ(0u, one.exitCode) << one.errors;
-    for (wchar_t const * const threads : {L"2", L"8", L"64"}) {
+    auto const printed = [this](wchar_t const * threads) {
         RUN const run = mf_run({L"--threads", threads, L"--min-size", L"1", L"--min-age", L"0", L"Z:\\usr\\share"});
-        EXPECT_EQ(one.output, run.output);
-    }
+        EXPECT_EQ(0u, run.exitCode) << run.errors;
+        return std::regex_replace(run.output, std::regex("Finished[^\r]*"), "");
+    };
+    std::string const one = printed(L"1");
+    for (wchar_t const * const threads : {L"2", L"8", L"64"})
+        EXPECT_EQ(one, printed(threads));
 }
 
 TEST_F(Hsmscan, List_HoldsWhatIsWorthMigratingInTheOrderOfPaths)
@@ -336,4 +343,70 @@ TEST_F(Hsmscan, ListThatCannotBeWritten_IsToldBeforeTheScan)
     EXPECT_EQ(2u, run.exitCode);
     EXPECT_THAT(run.errors, HasSubstr("KVR29004E: "));
     EXPECT_THAT(run.output, Not(HasSubstr("Scanning")));
+}
+
+TEST_F(Hsmscan, Numbers_DatesAndTimes_AreInTheFormatsOfTheMachine)
+{
+    m_directory.mf_makeFile(L"a.bin", std::string(1234567, 'a'));
+    EXPECT_THAT(mf_run({m_directory.mf_getPath()}).output, HasSubstr(" 1,234,567\r\n"));
+    m_registry.mf_writeNumber(L"", L"NumFmt", 5);
+    m_registry.mf_writeNumber(L"", L"DateFmt", 3);
+    m_registry.mf_writeNumber(L"", L"TimeFmt", 2);
+    std::string const output = mf_run({m_directory.mf_getPath()}).output;
+    EXPECT_THAT(output, HasSubstr(" 1'234'567\r\n"));
+    EXPECT_TRUE(std::regex_search(
+        output, std::regex("Finished +[0-9]{2}\\.[0-9]{2}\\.20[0-9]{2} [0-9]{2}\\.[0-9]{2}\\.[0-9]{2}\r")))
+        << output;
+}
+
+TEST_F(Hsmscan, FaultPoint_MakesEachDirectoryFailWhileItIsOn)
+{
+    m_directory.mf_makeFile(L"d\\a", "1");
+    m_registry.mf_writeNumber(L"Debug", L"SYS", 0x800);
+    RUN const failing = mf_run({m_directory.mf_getPath()});
+    EXPECT_EQ(2u, failing.exitCode);
+    EXPECT_EQ(1, mf_total(failing.output, "Directories that could not be read"));
+    EXPECT_THAT(failing.errors, HasSubstr("KVR29001E: "));
+    EXPECT_THAT(failing.errors, HasSubstr("Debug exception, impersonating originator"));
+    m_registry.mf_writeNumber(L"Debug", L"SYS", 0);
+    EXPECT_EQ(0u, mf_run({m_directory.mf_getPath()}).exitCode);
+}
+
+TEST_F(Hsmscan, FaultPointsOfTheList_LeaveTheOldList)
+{
+    m_directory.mf_makeFile(L"d\\a", "12");
+    std::wstring const list = m_directory.mf_makeFile(L"list.txt", "the old list");
+    std::pair<wchar_t const *, ulong> const points[] = {{L"HSM", 0x001}, {L"SYS", 0x010}};
+    for (auto const & [name, action] : points) {
+        m_registry.mf_writeNumber(L"Debug", name, action);
+        RUN const run = mf_run({L"--min-size", L"1", L"--min-age", L"0", L"--list", list, m_directory / L"d"});
+        EXPECT_EQ(2u, run.exitCode) << run.output;
+        EXPECT_THAT(run.errors, HasSubstr("KVR29004E: "));
+        EXPECT_EQ("the old list", f_readFile(list));
+        m_registry.mf_writeNumber(L"Debug", name, 0);
+    }
+    EXPECT_EQ(0u, mf_run({L"--min-size", L"1", L"--min-age", L"0", L"--list", list, m_directory / L"d"}).exitCode);
+    EXPECT_NE("the old list", f_readFile(list));
+}
+
+TEST_F(Hsmscan, Settings_AreSavedAndBroughtBack)
+{
+    std::wstring const file = m_directory / L"settings.reg";
+    m_registry.mf_writeNumber(L"", L"NumFmt", 5);
+    RUN const saved = mf_run({L"--backup-settings", file});
+    EXPECT_EQ(0u, saved.exitCode) << saved.errors;
+    m_registry.mf_writeNumber(L"", L"NumFmt", 1);
+    RUN const restored = mf_run({L"--restore-settings", file});
+    EXPECT_EQ(0u, restored.exitCode) << restored.errors;
+    EXPECT_EQ(std::string("\5\0\0\0", 4), m_registry.mf_read(L"", L"NumFmt")->m_bytes);
+}
+
+TEST_F(Hsmscan, SettingsThatCannotBeHad_AreAFailureInTheConsoleForm)
+{
+    RUN const restored = mf_run({L"--restore-settings", m_directory / L"missing.reg"});
+    EXPECT_EQ(2u, restored.exitCode);
+    EXPECT_THAT(restored.errors, HasSubstr("KVR29006E: "));
+    RUN const saved = mf_run({L"--backup-settings", m_directory / L"missing\\settings.reg"});
+    EXPECT_EQ(2u, saved.exitCode);
+    EXPECT_THAT(saved.errors, HasSubstr("KVR29005E: "));
 }

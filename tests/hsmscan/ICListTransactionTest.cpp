@@ -584,14 +584,14 @@ TEST_F(ICListTransactionTrace, Run_TellsItsSteps)
     EXPECT_THAT(texts, ElementsAre("Added transaction step 0: id=0x00000001 (make temporary file)",
                                    "Added transaction step 1: id=0x00000002 (write temporary file)",
                                    "Added transaction step 2: id=0x00000003 (move it in place)",
-                                   testing::AllOf(testing::StartsWith("Transaction 'list "), EndsWith("' started")),
+                                   testing::AllOf(testing::StartsWith("Transaction 'file "), EndsWith("' started")),
                                    HasSubstr("id=0x00000001 (make temporary file) started"),
                                    HasSubstr("id=0x00000001 (make temporary file) completed"),
                                    HasSubstr("id=0x00000002 (write temporary file) started"),
                                    HasSubstr("id=0x00000002 (write temporary file) completed"),
                                    HasSubstr("id=0x00000003 (move it in place) started"),
                                    HasSubstr("id=0x00000003 (move it in place) completed"),
-                                   testing::AllOf(testing::StartsWith("Transaction 'list "), EndsWith("' completed"))));
+                                   testing::AllOf(testing::StartsWith("Transaction 'file "), EndsWith("' completed"))));
 }
 
 TEST_F(ICListTransactionTrace, Failures_AreToldWithTheListAndTheReason)
@@ -601,25 +601,25 @@ TEST_F(ICListTransactionTrace, Failures_AreToldWithTheListAndTheReason)
                               HasSubstr(".__ZOHLM__'"), HasSubstr("error code "));
     };
     EXPECT_THAT(mf_runFailing("CreateFileW", ERROR_ACCESS_DENIED),
-                f_fails(ICErrno::_E_::FileOpen, ERROR_ACCESS_DENIED, 'E', "ICListTransaction::mf_implCreate",
+                f_fails(ICErrno::_E_::FileOpen, ERROR_ACCESS_DENIED, 'E', "ICFileTransaction::mf_implCreate",
                         tells("Failure making file '")));
     EXPECT_THAT(mf_runFailing("WriteFile", ERROR_DISK_FULL),
-                f_fails(ICErrno::_E_::FileWrite, ERROR_DISK_FULL, 'E', "ICListTransaction::mf_implWriteBlock",
+                f_fails(ICErrno::_E_::FileWrite, ERROR_DISK_FULL, 'E', "ICFileTransaction::mf_implWriteBlock",
                         tells("Failure writing file '")));
     EXPECT_THAT(mf_runFailing("FlushFileBuffers", ERROR_DISK_FULL),
-                f_fails(ICErrno::_E_::FileWrite, ERROR_DISK_FULL, 'E', "ICListTransaction::mf_implWrite",
+                f_fails(ICErrno::_E_::FileWrite, ERROR_DISK_FULL, 'E', "ICFileTransaction::mf_implWrite",
                         tells("Failure flushing file '")));
     EXPECT_THAT(mf_runFailing("MoveFileExW", ERROR_ACCESS_DENIED),
-                f_fails(ICErrno::_E_::FileMove, ERROR_ACCESS_DENIED, 'E', "ICListTransaction::mf_implMove",
-                        tells("Failure moving list in place:\n")));
+                f_fails(ICErrno::_E_::FileMove, ERROR_ACCESS_DENIED, 'E', "ICFileTransaction::mf_implMove",
+                        tells("Failure moving file in place:\n")));
     EXPECT_THAT(mf_runFailing("WideCharToMultiByte", ERROR_INVALID_PARAMETER),
                 f_failsShowing(ICErrno::_E_::Conversion, ERROR_INVALID_PARAMETER,
-                               "ICListTransaction::mf_implWriteLines", "Failure converting 'C:\\a' to UTF-8: "));
+                               "ICListTransaction::mf_implWriteContent", "Failure converting 'C:\\a' to UTF-8: "));
     ICTracedAction const outcome = m_process.mf_run([this] {
         ICFailingClose const failing(ERROR_IO_DEVICE, nullptr);
         f_write(m_list, {L"C:\\a"});
     });
-    EXPECT_THAT(outcome, f_fails(ICErrno::_E_::FileClose, ERROR_IO_DEVICE, 'E', "ICListTransaction::mf_implWrite",
+    EXPECT_THAT(outcome, f_fails(ICErrno::_E_::FileClose, ERROR_IO_DEVICE, 'E', "ICFileTransaction::mf_implWrite",
                                  tells("Failure closing file '")));
     EXPECT_THAT(f_filesIn(m_directory.mf_getPath()), IsEmpty());
 }
@@ -627,13 +627,13 @@ TEST_F(ICListTransactionTrace, Failures_AreToldWithTheListAndTheReason)
 TEST_F(ICListTransactionTrace, ListsThatCannotBeReplaced_AreTold)
 {
     m_directory.mf_makeDirectory(L"list.txt");
-    std::string const name = f_logged("List '", m_list.c_str());
+    std::string const name = f_logged("'", m_list.c_str());
     EXPECT_THAT(m_process.mf_run([this] { f_write(m_list, {}); }),
-                f_fails(ICErrno::_E_::Path, 'E', "ICListTransaction::mf_implCheckList", name + "' is a directory"));
+                f_fails(ICErrno::_E_::Path, 'E', "ICFileTransaction::mf_implCheckTarget", name + "' is a directory"));
     ::RemoveDirectoryW(m_list.c_str());
     m_directory.mf_makeFile(L"list.txt", "old", FILE_ATTRIBUTE_READONLY);
     EXPECT_THAT(m_process.mf_run([this] { f_write(m_list, {}); }),
-                f_fails(ICErrno::_E_::FileAccess, ERROR_ACCESS_DENIED, 'E', "ICListTransaction::mf_implCheckList",
+                f_fails(ICErrno::_E_::FileAccess, ERROR_ACCESS_DENIED, 'E', "ICFileTransaction::mf_implCheckTarget",
                         name + "' is read-only"));
 }
 
@@ -645,7 +645,7 @@ TEST_F(ICListTransactionTrace, UndoWithoutClose_IsToldAndTheFileIsTakenAway)
         ICFailingClose const failing(ERROR_IO_DEVICE, nullptr);
         list.mf_implUndo(ICErrno::_E_::Interrupted);
     });
-    EXPECT_THAT(records, testing::Contains(f_isRecord('E', "ICListTransaction::mf_implRemove",
+    EXPECT_THAT(records, testing::Contains(f_isRecord('E', "ICFileTransaction::mf_implRemove",
                                                       testing::StartsWith("Failure closing file '"))));
     EXPECT_THAT(f_filesIn(m_directory.mf_getPath()), IsEmpty());
 }

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "hsmbase/text/ICNumberFormatter.h"
 #include "tests/support/ICFileCalls.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICStartedProcess.h"
@@ -19,6 +20,9 @@ namespace
 class ICPathReportTest : public testing::Test
 {
 protected:
+    void SetUp() override { ICNumberFormatter::mf_createInstance(); }
+    void TearDown() override { ICNumberFormatter::mf_deleteInstance(); }
+
     ICStartedProcess const m_process;
     ICTemporaryDirectory const m_directory;
     std::wstring const m_file = m_directory.mf_makeFile(L"a.bin", "12345");

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "hsmbase/text/ICNumberFormatter.h"
 #include "programs/hsmscan/ICScanCounts.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICLeakAccount.h"
@@ -26,9 +27,14 @@ protected:
     void SetUp() override
     {
         sShown = &m_shown;
+        ICNumberFormatter::mf_createInstance();
         ICLeakAccount::mf_excuse("the timer's thread handle and record stay", 1, 4);
     }
-    void TearDown() override { sTexts = {}; }
+    void TearDown() override
+    {
+        ICNumberFormatter::mf_deleteInstance();
+        sTexts = {};
+    }
 
     ICStartedProcess const m_process;
     ICMeetingPoint m_shown{2};
@@ -41,11 +47,11 @@ TEST_F(ICScanProgressTest, Line_TellsCountsRateAndTime)
     m_counts.m_files = 1234;
     m_counts.m_directories = 56;
     m_counts.m_bytes = 7890;
-    EXPECT_EQ(CString(L"1234 files, 56 directories, 7890 bytes, 617 files/s, 0:00:02"),
+    EXPECT_EQ(CString(L"1,234 files, 56 directories, 7,890 bytes, 617 files/s, 0:00:02"),
               ICScanProgress::mf_format(m_counts, 2000));
-    EXPECT_EQ(CString(L"1234 files, 56 directories, 7890 bytes, 0 files/s, 1:02:03"),
+    EXPECT_EQ(CString(L"1,234 files, 56 directories, 7,890 bytes, 0 files/s, 1:02:03"),
               ICScanProgress::mf_format(m_counts, 3'723'999));
-    EXPECT_EQ(CString(L"1234 files, 56 directories, 7890 bytes, 0 files/s, 0:00:00"),
+    EXPECT_EQ(CString(L"1,234 files, 56 directories, 7,890 bytes, 0 files/s, 0:00:00"),
               ICScanProgress::mf_format(m_counts, 0));
 }
 
