@@ -249,6 +249,24 @@ TEST_F(ICRegistryBackupWriting, AnotherRoot_IsWrittenWithItsHandle_AndNotRestore
     ::RegCloseKey(root);
 }
 
+// The names of an empty path are the root key's own; the texts are looked for where values of an empty path are.
+TEST_F(ICRegistryBackupWriting, EmptyPath_HasItsValuesInThisProgramsKey)
+{
+    mf_write({{L"", {{L"a", L"of the root"}}}, {L"x", {{L"b", L"below"}}}});
+    HKEY root = nullptr;
+    ASSERT_EQ(ERROR_SUCCESS, ::RegOpenKeyExW(HKLM, m_path, 0, KEY_ALL_ACCESS, &root));
+    std::wstring const section = L"[" + std::wstring(ICRegistry::mf_getSectionKeyString(root, 0)) + L"\\";
+    ICBuffer buffer;
+    auto const backup = [&] { ICRegistryBackup::mf_backup(buffer, L"", root, 0); };
+    EXPECT_EQ(f_registryFailure(ERROR_FILE_NOT_FOUND), f_failureOf(backup));
+    ICRegistry::mf_setValue(L"a", L"of the program", L"", 0, root);
+    ::RegDeleteTreeW(root, L"x");
+    backup();
+    std::wstring const block = section + L"]\r\n\"a\"=\"of the program\"\r\n\r\n";
+    EXPECT_TRUE(f_bytesOf(buffer).starts_with(BACKUP_MARK + f_bytesOf(BACKUP_HEADER + block)));
+    ::RegCloseKey(root);
+}
+
 TEST_F(ICRegistryBackupWriting, TreeOfManyLevels_ComesBack)
 {
     STRING_TREE tree;
