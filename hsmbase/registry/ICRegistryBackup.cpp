@@ -240,7 +240,7 @@ int ICRegistryBackup::mf_restore(ICBuffer const & source)
             .mf_failed(ICErrno::_E_::DataCorrupted, L"Header identifier '%s' is not equal 1st line:\r\n%sline='%s'",
                        HEADER, ICLog::TAB, line);
     SECTION section;
-    // A text may hold NUL characters, and between two of them lies an empty line: it is the position that tells the end.
+    // A text may hold NUL characters, and between two of them lies an empty line: the position tells the end.
     for (line = text.Tokenize(LINE_ENDS, position); position >= 0; line = text.Tokenize(LINE_ENDS, position))
         mf_implApplyLine(line, section);
     ICTrace(_sFunction_)

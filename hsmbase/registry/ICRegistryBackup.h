@@ -29,11 +29,11 @@ class HSMBASE_EXPORT ICRegistryBackup
 {
 public:
     // Fills `target`, which must be empty, with the key `path` and all below it; answers 1. With `skipDotKeys` keys
-    // whose names begin with a full stop are left out with all below them. An empty path is the root key itself, but the
-    // texts of its own values are then read from this program's subtree, as everywhere that a value's path is empty.
+    // whose names begin with a full stop are left out with all below them. An empty path is the root key itself, but
+    // the texts of its own values are then read from this program's subtree, as wherever a value's path is empty.
     // Throws AlreadyInitialized for a buffer that holds data; FileNotFound for a key that doesn't exist; Unexpected for
-    // a value that is no string; Registry, also for a string of 512 characters and more; Internal; Memory. The buffer is
-    // empty after a failure.
+    // a value that is no string; Registry, also for a string of 512 characters and more; Internal; Memory. The buffer
+    // is empty after a failure.
     static int mf_backup(ICBuffer & target, CString const & path, HKEY const key, int skipDotKeys);
 
     // Writes the values of a backup, creating keys where they are missing; answers 1. Lines are applied as they are
