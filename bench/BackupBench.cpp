@@ -61,7 +61,7 @@ public:
             HKEY key = nullptr;
             ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, value.m_path, 0, nullptr, 0, KEY_SET_VALUE, nullptr, &key, nullptr);
             ::RegSetValueExW(key, value.m_name, 0, REG_SZ, reinterpret_cast<BYTE const *>(value.m_text.GetString()),
-                             static_cast<DWORD>(2 * (value.m_text.GetLength() + 1)));
+                             (static_cast<DWORD>(value.m_text.GetLength()) + 1) * sizeof(wchar_t));
             ::RegCloseKey(key);
         }
     }

@@ -4,6 +4,7 @@
 #include "hsmbase/registry/ICRegistryBackup.h"
 #include "tests/registry/RegistryTest.h"
 
+#include <cstring>
 #include <map>
 
 // What the tests of the registry's backup share.

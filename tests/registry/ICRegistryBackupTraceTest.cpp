@@ -2,9 +2,10 @@
 #include "tests/registry/BackupTest.h"
 #include "tests/support/LoggedPlace.h"
 
+#include <algorithm>
+
 using testing::AllOf;
 using testing::Contains;
-using testing::Each;
 using testing::ElementsAre;
 
 namespace
