@@ -2,9 +2,9 @@
 #include "tests/threads/CancelTest.h"
 
 #include "tests/support/ICImportFault.h"
+#include "tests/threads/ICRawStorage.h"
 
 #include <cstring>
-#include <new>
 
 using testing::ElementsAre;
 
@@ -54,15 +54,8 @@ TRANSITION const TRANSITIONS[] = {
     {"reset, unknown", RESET, 5, false, 0, true},
 };
 
-// Copies lie in bare memory: of switches that share an event, one alone may be destroyed.
-class ICCopiedSwitch
-{
-public:
-    explicit ICCopiedSwitch(ICCancelSwitch const & original) : m_switch(*new (m_bytes) ICCancelSwitch(original)) {}
-
-    alignas(ICCancelSwitch) unsigned char m_bytes[sizeof(ICCancelSwitch)];
-    ICCancelSwitch & m_switch;
-};
+// Of switches that share an event, one alone may be destroyed.
+using ICCopiedSwitch = ICRawStorage<ICCancelSwitch>;
 
 bool f_hasSameBytes(CRITICAL_SECTION const & one, CRITICAL_SECTION const & other)
 {
@@ -250,12 +243,13 @@ TEST(ICCancelSwitch, Copy_IsMemberByMember)
     ICCancelSwitch original;
     original.mf_setLogCancelation(0);
     original.mf_cancel(ICErrno::_E_::FileOpen);
-    ICCopiedSwitch const copy(original);
-    EXPECT_EQ(original.m_hWaitEvent, copy.m_switch.m_hWaitEvent);
-    EXPECT_TRUE(copy.m_switch.mf_isCanceled());
-    EXPECT_EQ(ICErrno::_E_::FileOpen.mf_getNumber(), copy.m_switch.m_errnoData.mf_getNumber());
-    EXPECT_TRUE(f_hasSameBytes(original.m_csErrnoData, copy.m_switch.m_csErrnoData));
-    EXPECT_EQ(0, copy.m_switch.mf_doesLogCancelation());
+    ICCopiedSwitch storage;
+    ICCancelSwitch & copy = storage.mf_make(original);
+    EXPECT_EQ(original.m_hWaitEvent, copy.m_hWaitEvent);
+    EXPECT_TRUE(copy.mf_isCanceled());
+    EXPECT_EQ(ICErrno::_E_::FileOpen.mf_getNumber(), copy.m_errnoData.mf_getNumber());
+    EXPECT_TRUE(f_hasSameBytes(original.m_csErrnoData, copy.m_csErrnoData));
+    EXPECT_EQ(0, copy.mf_doesLogCancelation());
 }
 
 TEST(ICCancelSwitch, Assignment_IsMemberByMember)
@@ -264,25 +258,27 @@ TEST(ICCancelSwitch, Assignment_IsMemberByMember)
     ICCancelSwitch other;
     other.mf_setLogCancelation(0);
     other.mf_cancel(ICErrno::_E_::FileOpen);
-    ICCopiedSwitch const copy(one);
-    copy.m_switch = other;
-    EXPECT_EQ(other.m_hWaitEvent, copy.m_switch.m_hWaitEvent);
-    EXPECT_TRUE(copy.m_switch.mf_isCanceled());
-    EXPECT_EQ(ICErrno::_E_::FileOpen.mf_getNumber(), copy.m_switch.m_errnoData.mf_getNumber());
-    EXPECT_TRUE(f_hasSameBytes(other.m_csErrnoData, copy.m_switch.m_csErrnoData));
-    EXPECT_EQ(0, copy.m_switch.mf_doesLogCancelation());
+    ICCopiedSwitch storage;
+    ICCancelSwitch & copy = storage.mf_make(one);
+    copy = other;
+    EXPECT_EQ(other.m_hWaitEvent, copy.m_hWaitEvent);
+    EXPECT_TRUE(copy.mf_isCanceled());
+    EXPECT_EQ(ICErrno::_E_::FileOpen.mf_getNumber(), copy.m_errnoData.mf_getNumber());
+    EXPECT_TRUE(f_hasSameBytes(other.m_csErrnoData, copy.m_csErrnoData));
+    EXPECT_EQ(0, copy.mf_doesLogCancelation());
 }
 
 TEST(ICCancelSwitch, Copy_SharesTheEventAndNotTheState)
 {
     ICCancelSwitch original;
-    ICCopiedSwitch const copy(original);
-    copy.m_switch.mf_pause();
+    ICCopiedSwitch storage;
+    ICCancelSwitch & copy = storage.mf_make(original);
+    copy.mf_pause();
     EXPECT_FALSE(original.mf_isPaused());
     EXPECT_FALSE(f_isSignalled(original));
     original.mf_cancel(ICErrno::_E_::FileOpen);
-    EXPECT_TRUE(copy.m_switch.mf_isPaused());
-    copy.m_switch.mf_resume();
+    EXPECT_TRUE(copy.mf_isPaused());
+    copy.mf_resume();
     EXPECT_TRUE(original.mf_isCanceled());
     EXPECT_TRUE(f_isSignalled(original));
 }

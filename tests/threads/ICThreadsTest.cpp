@@ -2,12 +2,12 @@
 #include "hsmbase/threads/ICThreads.h"
 
 #include <cstring>
-#include <new>
 
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
 #include "tests/support/LoggedFailure.h"
 #include "tests/support/Thrown.h"
+#include "tests/threads/ICRawStorage.h"
 #include "tests/threads/ICTestGroup.h"
 #include "tests/threads/VirtualSlot.h"
 
@@ -38,18 +38,6 @@ public:
 
 private:
     void mf_implExecute(int) override { ::WaitForSingleObject(m_hShutdown, TEST_LIMIT); }
-};
-
-// Storage whose object is never destroyed.
-template<class TYPE>
-struct ICRawStorage
-{
-    template<class... ARGS>
-    TYPE & mf_make(ARGS &&... arguments)
-    {
-        return *new (m_bytes) TYPE(std::forward<ARGS>(arguments)...);
-    }
-    alignas(TYPE) std::byte m_bytes[sizeof(TYPE)];
 };
 
 auto f_make(int count)
