@@ -35,16 +35,17 @@ inline int f_numberOf(ICLinkedListItem const * item)
     return static_cast<ICNumberedItem const *>(item)->m_number;
 }
 
-// From head to tail. A link that doesn't lead back is shown as -1 at its place.
+// From head to tail, up to a link that doesn't lead back, which is shown as -1.
 inline NUMBERS f_numbersOf(ICLinkedList const & list)
 {
     NUMBERS numbers;
     ICLinkedListItem const * item = &list.m_root;
-    do {
-        if (item->m_pNext->m_pPrevious != item) numbers.push_back(-1);
+    while (item->m_pNext->m_pPrevious == item) {
         item = item->m_pNext;
-        if (item != &list.m_root) numbers.push_back(f_numberOf(item));
-    } while (item != &list.m_root);
+        if (item == &list.m_root) return numbers;
+        numbers.push_back(f_numberOf(item));
+    }
+    numbers.push_back(-1);
     return numbers;
 }
 

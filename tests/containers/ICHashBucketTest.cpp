@@ -87,6 +87,16 @@ protected:
                                   "Failure releasing hash bucket: ");
     }
 
+    // Runs the action with an old number in the thread's last error.
+    template<class ACTION>
+    ICTracedAction mf_runStale(ACTION action) const
+    {
+        return m_process.mf_run([&] {
+            ::SetLastError(ERROR_DISK_FULL);
+            action();
+        });
+    }
+
     ICTracedProcess const m_process{L"German"};
 };
 
@@ -235,15 +245,16 @@ TEST_F(ICHashBucketTrace, Release_BySomebodyElse_Fails)
         << "nobody holds it";
 }
 
-// The numbers that a failing call doesn't set are 0, not those of an earlier failure.
+// A call that fails without a number gives 0, not the number of an earlier failure.
 TEST_F(ICHashBucketTrace, StaleErrors_AreNotReported)
 {
-    ::SetLastError(ERROR_DISK_FULL);
+    ICImportFault const creating("CreateMutexW", ICAnswer::mf_value(nullptr));
     ICImportFault const waiting("WaitForSingleObject", ICAnswer::mf_value(ulong{WAIT_FAILED}));
     ICImportFault const releasing("ReleaseMutex", ICAnswer::mf_value(0));
-    EXPECT_EQ(0u, m_process.mf_run([this] { m_bucket.mf_acquireLinkedList(); }).m_originatorErrno);
-    ::SetLastError(ERROR_DISK_FULL);
-    EXPECT_EQ(0u, m_process.mf_run([this] { m_bucket.mf_releaseLinkedList(); }).m_originatorErrno);
+    auto const isNew = f_fails(ICErrno::_E_::Synchronization, 0, 'E', "ICHashBucket::ICHashBucket", testing::_);
+    EXPECT_THAT(mf_runStale([] { ICHashBucket const bucket; }), isNew);
+    EXPECT_THAT(mf_runStale([this] { m_bucket.mf_acquireLinkedList(); }), mf_failsToAcquire(0));
+    EXPECT_THAT(mf_runStale([this] { m_bucket.mf_releaseLinkedList(); }), mf_failsToRelease(0));
 }
 
 TEST_F(ICHashBucketTrace, Constructor_NoMutex_Fails)
@@ -282,4 +293,13 @@ TEST_F(ICHashBucketTrace, Destructor_CloseFails_IsAnErrorLineAndNoMore)
     EXPECT_THAT(records,
                 ElementsAre(f_isRecord('E', "ICHashBucket::~ICHashBucket",
                                        f_logged("Failure closing mutex: ", ICErrno::_E_::CloseHandle, DENIED))));
+}
+
+TEST_F(ICHashBucketTrace, Destructor_CloseFails_ReportsNoStaleError)
+{
+    ICImportPatch const failing(IC_IMPORT(CloseHandle), [](HANDLE handle) { return ::CloseHandle(handle) ? 0 : 1; });
+    std::optional<ICHashBucket> ending(std::in_place);
+    EXPECT_THAT(mf_runStale([&] { ending.reset(); }).m_records,
+                ElementsAre(f_isRecord('E', "ICHashBucket::~ICHashBucket",
+                                       f_logged("Failure closing mutex: ", ICErrno::_E_::CloseHandle, 0))));
 }
