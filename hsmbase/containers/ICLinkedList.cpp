@@ -52,8 +52,8 @@ ICLinkedListItem ICLinkedList::mf_removeItems(ICLinkedListItem & item, long & co
     while (reached != count) {
         // Deliberate: the step that leaves the list counts, so a run that is too short reports one item more.
         reached += step;
-        ICLinkedListItem * const next = step > 0 ? mf_getNext(*last) : mf_getPrevious(*last);
-        if (next == nullptr) break;
+        ICLinkedListItem * const next = step > 0 ? last->m_pNext : last->m_pPrevious;
+        if (next == &m_root) break;
         last = next;
     }
     count = reached;

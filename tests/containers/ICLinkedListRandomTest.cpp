@@ -21,6 +21,7 @@ constexpr int SEQUENCES = 1'000'000;
 constexpr unsigned int LONGEST = 6;
 constexpr unsigned int ITEMS = 6;
 constexpr unsigned int LISTS = 2;
+constexpr std::size_t ROOT_LINKS = 2 * std::size_t{LISTS};
 
 class ICListModel
 {
@@ -78,7 +79,7 @@ public:
 
 private:
     using STEP = std::array<int, 4>;
-    using LINKS = std::array<ICLinkedListItem const *, 2 * (ITEMS + LISTS)>;
+    using LINKS = std::array<ICLinkedListItem const *, ROOT_LINKS + 2 * std::size_t{ITEMS}>;
     static constexpr unsigned int ALONE = LISTS;
 
     struct SIDE
@@ -328,7 +329,7 @@ private:
         LINKS const before = mf_links();
         side.m_list.mf_clearList(0);
         LINKS const after = mf_links();
-        bool const isRight = std::equal(before.begin() + 2 * LISTS, before.end(), after.begin() + 2 * LISTS);
+        bool const isRight = std::equal(before.begin() + ROOT_LINKS, before.end(), after.begin() + ROOT_LINKS);
         for (int const item : std::exchange(side.m_expected, {}))
             mf_release(item);
         return isRight;

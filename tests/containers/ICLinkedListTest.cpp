@@ -11,7 +11,6 @@
 #include <type_traits>
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace
 {
