@@ -11,8 +11,6 @@
 #include "tests/support/Thrown.h"
 #include "tests/threads/ICTestGroup.h"
 
-using testing::ElementsAre;
-
 namespace
 {
 

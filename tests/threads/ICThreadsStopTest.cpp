@@ -9,11 +9,8 @@
 #include "tests/support/Thrown.h"
 #include "tests/threads/ICTestGroup.h"
 
-using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::ElementsAreArray;
-using testing::Gt;
 using testing::Not;
 
 namespace

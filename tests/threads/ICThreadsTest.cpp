@@ -11,11 +11,9 @@
 #include "tests/threads/ICTestGroup.h"
 #include "tests/threads/VirtualSlot.h"
 
-using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Ne;
 using testing::SizeIs;
 
 namespace

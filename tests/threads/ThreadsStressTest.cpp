@@ -9,7 +9,6 @@
 
 using testing::Contains;
 using testing::HasSubstr;
-using testing::SizeIs;
 
 namespace
 {
