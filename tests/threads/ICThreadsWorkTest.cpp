@@ -131,29 +131,6 @@ TEST_F(ICThreadsWork, PassThrowsTheErrorUserCanceled_IsAFailureAsAnyOther)
                 Contains(f_isRecord('E', WORKER, f_failedPass(failure))));
 }
 
-TEST_F(ICThreadsWork, Failure_IsTracedInTheLoggingLanguage)
-{
-    m_process.mf_getRegistry().mf_writeText(L"", L"Language", L"German");
-    ICTestGroup group(1);
-    ICErrno const failure(ICErrno::_E_::Parameter);
-    unsigned short languages[2] = {};
-    ICSignal goesOn;
-    int passes = 0;
-    group.m_execute = [&](int) {
-        languages[passes] = ICThreadContext::mf_getCurrentLanguageId();
-        if (passes++ == 0) throw ICErrno(failure);
-        goesOn.mf_give();
-        group.mf_waitForStop();
-    };
-    auto const records = m_process.mf_trace([&] {
-        group.mf_up();
-        EXPECT_TRUE(goesOn.mf_await());
-        group.mf_down();
-    });
-    EXPECT_THAT(records, Contains(f_isRecord('E', WORKER, f_failedPass(failure))));
-    EXPECT_EQ(languages[0], languages[1]) << "behind the line the thread speaks the user's language again";
-}
-
 TEST_F(ICThreadsWork, SevereFailure_EndsItsThreadAlone)
 {
     ICTestGroup group(2);
@@ -378,6 +355,29 @@ TEST_F(ICThreadsOnStop, RunsInItsThreadAheadOfTheHaltedState)
     group.mf_down();
     EXPECT_EQ(2, state) << "to be shut down";
     EXPECT_EQ(threads[0], threads[1]);
+}
+
+TEST(ICThreadsLanguage, FailureOfAPass_IsTracedInEnglishAndTheNextPassSpeaksGerman)
+{
+    ICTracedProcess const process(L"German");
+    ICTestGroup group(1);
+    ICErrno const failure(ICErrno::_E_::Parameter);
+    unsigned short languages[2] = {};
+    ICSignal goesOn;
+    int passes = 0;
+    group.m_execute = [&](int) {
+        languages[passes] = ICThreadContext::mf_getCurrentLanguageId();
+        if (passes++ == 0) throw ICErrno(failure);
+        goesOn.mf_give();
+        group.mf_waitForStop();
+    };
+    auto const records = process.mf_trace([&] {
+        group.mf_up();
+        EXPECT_TRUE(goesOn.mf_await());
+        group.mf_down();
+    });
+    EXPECT_THAT(records, Contains(f_isRecord('E', WORKER, f_failedPass(failure))));
+    EXPECT_THAT(languages, ElementsAre(0x0407, 0x0407));
 }
 
 // Only ICErrno is caught.
