@@ -396,6 +396,7 @@ TEST_F(ICDirectoryEntriesTest, FileSystemThatKnowsNoForm_FailsByTheLast)
     ICImportFault const second("GetFileInformationByHandleEx", ERROR_NOT_SUPPORTED, ICCalls::mf_from(2));
     EXPECT_TRUE(f_throws(
         ICErrno::_E_::FileAccess, [&] { f_namesIn(m_directory.mf_getPath()); }, ERROR_NOT_SUPPORTED));
+    EXPECT_EQ(2u, second.mf_getCalls()) << "each form is asked for once";
 }
 
 TEST_F(ICDirectoryEntriesTest, SeveralObjects_ReadOneDirectoryAtOnce)

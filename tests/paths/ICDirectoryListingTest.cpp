@@ -165,11 +165,14 @@ TEST_F(ICDirectoryListingTest, AnswerWithoutEntries_IsMalformed)
                 ElementsAre(L"a", CORRUPT, L"b"));
 }
 
-// The entry itself, and the one that says where it is, are right.
-TEST_F(ICDirectoryListingTest, EntryWithoutRoomForItsNumbers_IsMalformed)
+// What says how long its name is lies within the block, the name behind it.
+TEST_F(ICDirectoryListingTest, EntryWithoutRoomForItsName_IsMalformed)
 {
-    FORGED_BLOCK block({{L"a", 1, 0, 0x10000 - 8}});
-    block.m_bytes.resize(0x10000);
+    constexpr int ROOM = 72;
+    FORGED_BLOCK const cut({{L"x"}});
+    FORGED_BLOCK block({{L"a", 1, 0, 0x10000 - ROOM}});
+    block.m_bytes.resize(0x10000 - ROOM);
+    block.m_bytes.insert(block.m_bytes.end(), cut.m_bytes.begin(), cut.m_bytes.begin() + ROOM);
     EXPECT_THAT(f_walk({block, FORGED_BLOCK({{L"d"}})}), ElementsAre(L"a", CORRUPT, L"d"));
 }
 
@@ -205,6 +208,18 @@ TEST_F(ICDirectoryListingTest, FirstEntryThatIsMalformed_TellsNoDirectoryId)
     ICForgedListing const forged({FORGED_BLOCK({{L".", 11, 1}})});
     ICImportPatch const refused(IC_IMPORT(GetFileInformationByHandle), [](auto...) -> BOOL { return FALSE; });
     EXPECT_EQ(0u, ICDirectoryEntries(L"C:\\").mf_getDirectoryId());
+}
+
+TEST_F(ICDirectoryListingTest, DirectoryAbove_TellsNoDirectoryId)
+{
+    ICForgedListing const forged({FORGED_BLOCK({{L"..", 11}, {L".", 12}})});
+    ICImportPatch const told(IC_IMPORT(GetFileInformationByHandle), [](HANDLE, auto * information) -> BOOL {
+        *information = {};
+        information->nFileIndexHigh = 1;
+        information->nFileIndexLow = 2;
+        return TRUE;
+    });
+    EXPECT_EQ(0x1'0000'0002u, ICDirectoryEntries(L"C:\\").mf_getDirectoryId());
 }
 
 // These blocks are sound but for some bytes. What is read beyond one ends the program, where the page-guard heap is

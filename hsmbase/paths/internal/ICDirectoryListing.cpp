@@ -72,7 +72,7 @@ bool ICDirectoryListing::mf_implRead()
 {
     if (mf_implReadBy(*m_form)) return true;
     if (m_isBegun) return false;
-    if (m_form == &WITH_IDS && f_isUnknownForm(::GetLastError())) {
+    if (f_isUnknownForm(::GetLastError())) {
         m_form = &WITHOUT_IDS;
         if (mf_implReadBy(*m_form)) return true;
     }
