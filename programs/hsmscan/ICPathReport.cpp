@@ -10,6 +10,7 @@
 #include "languages/ResourceIds.h"
 #include "programs/hsmscan/ICConsole.h"
 #include "programs/hsmscan/ICScanReport.h"
+#include "programs/hsmscan/NumberedMessage.h"
 
 namespace
 {
@@ -113,10 +114,8 @@ void ICPathReport::mf_print()
     }
     catch (ICErrno & failure) {
         rows.mf_print();
-        ICErrnoData data = failure.mf_getErrnoData();
-        ICErrnoData::mf_setMessage(data, L"KVR29003E", IDS_KVR29003_TEXT, IDS_KVR29003_EXPLANATION,
-                                   IDS_KVR29003_SYSTEM_ACTION, IDS_KVR29003_USER_RESPONSE, m_path.GetString());
-        m_worst.mf_update(data);
-        ICScanReport::mf_printFailure(ICErrno(data));
+        ICErrno const message = f_withMessage(failure, L"KVR29003E", IDS_KVR29003_TEXT, m_path);
+        m_worst.mf_update(message.mf_getErrnoData());
+        ICScanReport::mf_printFailure(message);
     }
 }

@@ -1,14 +1,12 @@
 #include "programs/hsmscan/ICScanFailures.h"
 
 #include "programs/hsmscan/ICExclusiveLock.h"
+#include "programs/hsmscan/NumberedMessage.h"
 
 void ICScanFailures::mf_report(ICErrno const & failure, wchar_t const * number, unsigned int textId,
                                CString const & path)
 {
-    ICErrnoData data = failure.mf_getErrnoData();
-    // A message's other texts follow its own.
-    ICErrnoData::mf_setMessage(data, number, textId, textId + 1, textId + 2, textId + 3, path.GetString());
-    ICErrno const message(data);
+    ICErrno const message = f_withMessage(failure, number, textId, path);
     ICExclusiveLock const lock(m_lock);
     m_worst.mf_update(message.mf_getErrnoData());
     m_tell(message);

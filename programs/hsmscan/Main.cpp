@@ -20,6 +20,7 @@
 #include "programs/hsmscan/ICScanReport.h"
 #include "programs/hsmscan/ICScanTotals.h"
 #include "programs/hsmscan/ICSettings.h"
+#include "programs/hsmscan/NumberedMessage.h"
 
 // hsmscan looks through directories, drives and volumes for files that are worth migrating, without recalling any.
 
@@ -54,14 +55,6 @@ void f_walk(ICDirectoryScan & scan, ICScanOptions const & options)
     if (!options.m_isQuiet && ICConsole::mf_canShowStatus())
         progress.emplace(scan.mf_getCounts(), &ICConsole::mf_showStatus);
     scan.mf_scan(options.m_paths);
-}
-
-// The failure with its message: the number and its text, which its other texts follow, with the path as insert.
-ICErrno f_withMessage(ICErrno const & failure, wchar_t const * number, unsigned int textId, CString const & path)
-{
-    ICErrnoData data = failure.mf_getErrnoData();
-    ICErrnoData::mf_setMessage(data, number, textId, textId + 1, textId + 2, textId + 3, path.GetString());
-    return ICErrno(data);
 }
 
 ICErrno f_listFailure(ICErrno const & failure, CString const & path)
