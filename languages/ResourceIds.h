@@ -8,7 +8,8 @@
 // %1!c! one character. Nothing behind it: the text has no inserts. A list may go on in lines that begin with // and an
 // insert. The build of the tests reads this file, so an id keeps this form.
 //
-// Ids below 20000 belong to the library, 20000 and up to hsmscan; further programs take ranges of their own behind it.
+// Ids below 20000 belong to the library, those from 20000 to hsmscan, those from 21000 to the catalogue of messages;
+// further programs take ranges of their own behind it.
 // Resource compilers read this file too, hence only #define and no #pragma once.
 #ifndef HSMBASE_LANGUAGES_RESOURCEIDS_H
 #define HSMBASE_LANGUAGES_RESOURCEIDS_H
@@ -374,6 +375,11 @@
 #define IDS_HSMSCAN_NO 20181
 #define IDS_HSMSCAN_EXPLAIN_WRITTEN 20182
 
+// hsmscan: one message explained.
+#define IDS_HSMSCAN_EXPLAIN_MESSAGE_SYNTAX 20183
+#define IDS_HSMSCAN_EXPLAIN_MESSAGE_HELP 20184
+#define IDS_HSMSCAN_MESSAGE_UNKNOWN 20185 // %1 number
+
 // hsmscan, numbered messages: from 20200, four ids each: text, explanation, system action, user response.
 // Message KVR29001E: a directory that cannot be read.
 #define IDS_KVR29001_TEXT 20200 // %1 path
@@ -410,5 +416,22 @@
 #define IDS_KVR29006_EXPLANATION 20221
 #define IDS_KVR29006_SYSTEM_ACTION 20222
 #define IDS_KVR29006_USER_RESPONSE 20223
+
+// The catalogue of all messages and error numbers, 21000 to 21019: docs/messages, and what hsmscan explains of it.
+#define IDS_CATALOG_TITLE 21000
+#define IDS_CATALOG_PURPOSE 21001 // %1 command
+#define IDS_CATALOG_HEADING_MESSAGES 21002
+#define IDS_CATALOG_ABOUT_MESSAGES 21003
+#define IDS_CATALOG_HEADING_ERRORS 21004
+#define IDS_CATALOG_ABOUT_ERRORS 21005
+#define IDS_CATALOG_NUMBER 21006
+#define IDS_CATALOG_NAME 21007
+#define IDS_CATALOG_SEVERITY 21008
+#define IDS_CATALOG_TEXT 21009
+
+// What stands between angle brackets in place of an insert: <file>. One word, in lower case where the language has it.
+#define IDS_CATALOG_INSERT_FILE 21010
+#define IDS_CATALOG_INSERT_PATH 21011
+#define IDS_CATALOG_INSERT_PROGRAM 21012
 
 #endif

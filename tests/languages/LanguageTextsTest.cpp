@@ -1,10 +1,15 @@
+#include <algorithm>
 #include <bit>
+#include <cwctype>
 #include <memory>
+#include <regex>
 #include <set>
 
 #include <gmock/gmock.h>
 
+#include "hsmbase/context/ICLanguage.h"
 #include "languages/ResourceIds.h"
+#include "tests/context/ICLanguageDirectory.h"
 #include "tests/languages/MessageText.h"
 
 using testing::IsEmpty;
@@ -23,9 +28,27 @@ RESOURCE_ID const RESOURCE_IDS[] = {
 #include "ResourceIdList.inc"
 };
 
-// English stands first and is what the others are compared with.
-wchar_t const * const LANGUAGES[] = {
+struct LANGUAGE
+{
+    wchar_t const * code;
+    wchar_t const * name;
+    std::set<unsigned> asInEnglish; // texts that are rightly the same
+};
+
+LANGUAGE const LANGUAGES[] = {
 #include "LanguageList.inc"
+};
+
+// What GLOSSARY.md lists is English, with nothing to look for; what the tables of the languages list has the words.
+struct GLOSSARY_ROW
+{
+    std::wstring language;
+    std::wstring terms;
+    std::wstring words;
+};
+
+GLOSSARY_ROW const GLOSSARY[] = {
+#include "GlossaryList.inc"
 };
 
 // The text of each error constant.
@@ -54,27 +77,6 @@ ENDS const JOINED_TEXTS[] = {
     {IDS_MOUNT_POINT, L"\r\n", L""},          {IDS_NO_MOUNT_POINTS, L"\r\n", L""},
     {IDS_HOST_ADDRESS, L"\r\n", L""},         {IDS_LOG_NOT_READY, L"", L"\r\n"},
     {IDS_REGISTRY_READ_FAILED, L"", L"\r\n"}, {IDS_REGISTRY_WRITE_FAILED, L"", L"\r\n"},
-};
-
-// Texts that may be the same in two languages. Every other text that equals the English one was not translated.
-std::set<unsigned> const SAME_IN_LANGUAGES = {
-    IDS_ERRNO_OK,
-    IDS_SEVERITY_INFORMATION,
-    IDS_TIME_COLONS,
-    IDS_TIME_COMMAS,
-    IDS_TIME_DOTS,
-    IDS_TIME_COLONS_AM_PM,
-    IDS_HSMSCAN_LANGUAGE_SYNTAX,
-    IDS_HSMSCAN_HELP_SYNTAX,
-    IDS_HSMSCAN_VERSION_SYNTAX,
-    IDS_HSMSCAN_VOLUMES_SYNTAX,
-    IDS_HSMSCAN_SYSTEM_SYNTAX,
-    IDS_HSMSCAN_QUIET_SYNTAX,
-    IDS_HSMSCAN_TOTAL_OFFLINE,
-    IDS_HSMSCAN_TOTAL_SYSTEM,
-    IDS_HSMSCAN_LARGEST_LINE,
-    IDS_HSMSCAN_HEADING_VOLUME,
-    IDS_HSMSCAN_EXPLAIN_SERVER,
 };
 
 std::wstring f_libraryName(std::wstring const & code)
@@ -145,49 +147,172 @@ std::vector<std::wstring> f_faultsOf(RESOURCE_ID const & id, MessageText const &
     return faults;
 }
 
+// Whether a text has words that could be translated: more than inserts, and options such as --help.
+bool f_hasWords(MessageText const & text)
+{
+    std::wstring words;
+    for (MessageText::PIECE const & piece : text.mf_getPieces()) {
+        if (piece.number == 0) words += std::regex_replace(piece.text, std::wregex(L"--[a-z-]+"), L"");
+    }
+    return std::any_of(words.begin(), words.end(), [](wchar_t letter) { return std::iswalpha(letter) != 0; });
+}
+
 // What is wrong with a translation, compared with the English text.
-std::vector<std::wstring> f_faultsOfTranslation(RESOURCE_ID const & id, MessageText const & english,
-                                                MessageText const & translation)
+std::vector<std::wstring> f_faultsOfTranslation(MessageText const & english, MessageText const & translation,
+                                                bool isAsInEnglish)
 {
     std::vector<std::wstring> faults;
     if (english.mf_getInserts() != translation.mf_getInserts()) faults.emplace_back(L"other inserts than in English");
-    bool const same = english.mf_getText() == translation.mf_getText();
-    if (same && !SAME_IN_LANGUAGES.contains(id.number)) faults.emplace_back(L"not translated");
+    bool const isSame = english.mf_getText() == translation.mf_getText();
+    if (isSame && !isAsInEnglish && f_hasWords(english)) faults.emplace_back(L"not translated");
+    if (!isSame && isAsInEnglish) faults.emplace_back(L"not as in English");
     return faults;
 }
 
-// Columns that a console needs: the wide characters of East Asia take two.
+std::wstring f_lowerCase(std::wstring text)
+{
+    ::CharLowerW(text.data());
+    return text;
+}
+
+std::vector<std::wstring> f_split(std::wstring const & list)
+{
+    std::vector<std::wstring> words;
+    std::wregex const comma(L" *, *");
+    for (std::wsregex_token_iterator at(list.begin(), list.end(), comma, -1), end; at != end; ++at) {
+        if (at->length() > 0) words.push_back(f_lowerCase(*at));
+    }
+    if (!words.empty()) words.back().erase(words.back().find_last_not_of(L' ') + 1);
+    return words;
+}
+
+// Whether the text has the term as a word of its own, in upper or lower case. Options are no words.
+bool f_hasTerm(std::wstring const & text, std::wstring const & terms)
+{
+    std::wstring const lower = f_lowerCase(text);
+    std::vector<std::wstring> const all = f_split(terms);
+    return std::any_of(all.begin(), all.end(), [&lower](std::wstring const & term) {
+        return std::regex_search(lower, std::wregex(L"(^|[^a-z-])" + term + L"([^a-z-]|$)"));
+    });
+}
+
+bool f_hasWord(std::wstring const & text, std::wstring const & words)
+{
+    std::wstring const lower = f_lowerCase(text);
+    std::vector<std::wstring> const all = f_split(words);
+    return all.empty() || std::any_of(all.begin(), all.end(),
+                                      [&lower](std::wstring const & word) { return lower.find(word) != lower.npos; });
+}
+
+std::vector<GLOSSARY_ROW> f_glossaryOf(std::wstring const & language)
+{
+    std::vector<GLOSSARY_ROW> rows;
+    std::copy_if(std::begin(GLOSSARY), std::end(GLOSSARY), std::back_inserter(rows),
+                 [&language](GLOSSARY_ROW const & row) { return row.language == language; });
+    return rows;
+}
+
+std::vector<std::wstring> f_termsOf(std::vector<GLOSSARY_ROW> const & rows)
+{
+    std::vector<std::wstring> terms;
+    for (GLOSSARY_ROW const & row : rows) {
+        terms.push_back(row.terms);
+    }
+    return terms;
+}
+
+// What programs call the language; 0 if they don't know it.
+unsigned short f_idOf(LANGUAGE const & language)
+{
+    unsigned short ids[ICLanguage::MAX_LANGUAGE_IDS];
+    ICLanguage::mf_getAllLanguageIds(ids);
+    return *std::find_if(ids, ids + ICLanguage::MAX_LANGUAGE_IDS, [&language](unsigned short id) {
+        return id == 0 || ICLanguage::mf_getLibraryName(id) == f_libraryName(language.code);
+    });
+}
+
+bool f_requiresUCS2(unsigned short id)
+{
+    ICLanguageDirectory const directory;
+    directory.mf_place(ICLanguageDirectory::ENGLISH, ICLanguageDirectory::ENGLISH);
+    ICLanguage::mf_createInstance();
+    return ICLanguage::mf_requiresUCS2(id) != 0;
+}
+
+// One of the 8-bit code pages that a language has on Windows: that of its windows or that of its consoles.
+unsigned f_codePageOf(unsigned short id, LCTYPE kind)
+{
+    wchar_t number[16] = {};
+    ::GetLocaleInfoW(MAKELCID(id, SORT_DEFAULT), kind, number, static_cast<int>(std::size(number)));
+    return static_cast<unsigned>(std::wcstoul(number, nullptr, 10));
+}
+
+bool f_isPrintable(std::wstring const & text, unsigned codePage)
+{
+    char bytes[MessageText::MAX_LENGTH];
+    BOOL isReplaced = FALSE;
+    int const length =
+        ::WideCharToMultiByte(codePage, WC_NO_BEST_FIT_CHARS, text.c_str(), static_cast<int>(text.length()), bytes,
+                              static_cast<int>(std::size(bytes)), nullptr, &isReplaced);
+    return length > 0 && !isReplaced;
+}
+
+// Characters that take two columns of a console whatever its font: those of East Asia, with their full-width forms.
+bool f_isWide(wchar_t letter)
+{
+    static constexpr wchar_t WIDE[][2] = {{0x1100, 0x115F}, {0x2E80, 0x303E}, {0x3041, 0xA4CF}, {0xAC00, 0xD7A3},
+                                          {0xF900, 0xFAFF}, {0xFE30, 0xFE6F}, {0xFF01, 0xFF60}, {0xFFE0, 0xFFE6}};
+    return std::any_of(std::begin(WIDE), std::end(WIDE),
+                       [letter](auto const & range) { return letter >= range[0] && letter <= range[1]; });
+}
+
 std::size_t f_columnsOf(std::wstring const & text)
 {
-    auto const wide = std::count_if(text.begin(), text.end(), [](wchar_t letter) { return letter >= 0x1100; });
-    return text.length() + static_cast<std::size_t>(wide);
+    return text.length() + static_cast<std::size_t>(std::count_if(text.begin(), text.end(), f_isWide));
 }
 
 } // namespace
 
-class LanguageTexts : public testing::TestWithParam<wchar_t const *>
+class LanguageTexts : public testing::TestWithParam<LANGUAGE>
 {
 protected:
-    LanguageTexts() : m_library(GetParam()), m_english(LANGUAGES[0]) {}
+    LanguageTexts() : m_library(GetParam().code), m_english(L"enu"), m_id(f_idOf(GetParam())) {}
 
     void SetUp() override
     {
         ASSERT_NE(m_library.mf_getHandle(), nullptr);
         ASSERT_NE(m_english.mf_getHandle(), nullptr);
+        ASSERT_NE(m_id, 0);
     }
+
+    bool mf_isEnglish() const { return m_id == ICLanguage::ENGLISH_ID; }
+
+    // What `find` finds wrong with each text.
+    template<class FIND>
+    void mf_expectNoFault(FIND find) const
+    {
+        for (RESOURCE_ID const & id : RESOURCE_IDS) {
+            MessageText const text(m_library.mf_getText(id.number));
+            EXPECT_THAT(find(id, text), IsEmpty())
+                << testing::PrintToString(id.name) << " " << testing::PrintToString(text.mf_getText());
+        }
+    }
+
+    MessageText mf_inEnglish(RESOURCE_ID const & id) const { return MessageText(m_english.mf_getText(id.number)); }
 
     LanguageLibrary const m_library;
     LanguageLibrary const m_english;
+    unsigned short const m_id;
 };
 
-INSTANTIATE_TEST_SUITE_P(Languages, LanguageTexts, testing::ValuesIn(LANGUAGES), [](auto const & code) {
-    std::wstring const wide = code.param;
+INSTANTIATE_TEST_SUITE_P(Languages, LanguageTexts, testing::ValuesIn(LANGUAGES), [](auto const & language) {
+    std::wstring const wide = language.param.code;
     return std::string(wide.begin(), wide.end());
 });
 
 TEST_P(LanguageTexts, VersionFunction_AnswersTheVersion)
 {
-    LanguageLibrary const library(GetParam(), 0);
+    LanguageLibrary const library(GetParam().code, 0);
     ASSERT_NE(library.mf_getHandle(), nullptr);
 
     FARPROC const function = ::GetProcAddress(library.mf_getHandle(), VERSION_FUNCTION);
@@ -218,21 +343,84 @@ TEST_P(LanguageTexts, Library_HoldsExactlyTheIdsOfTheHeader)
 
 TEST_P(LanguageTexts, EveryText_IsWithoutFault)
 {
-    for (RESOURCE_ID const & id : RESOURCE_IDS) {
-        SCOPED_TRACE(testing::PrintToString(id.name));
-        EXPECT_THAT(f_faultsOf(id, MessageText(m_library.mf_getText(id.number))), IsEmpty());
-    }
+    mf_expectNoFault(f_faultsOf);
 }
 
 TEST_P(LanguageTexts, EveryText_IsATranslationOfTheEnglishOne)
 {
-    if (GetParam() == LANGUAGES[0]) return;
-    for (RESOURCE_ID const & id : RESOURCE_IDS) {
-        SCOPED_TRACE(testing::PrintToString(id.name));
-        MessageText const english(m_english.mf_getText(id.number));
-        MessageText const translation(m_library.mf_getText(id.number));
-        EXPECT_THAT(f_faultsOfTranslation(id, english, translation), IsEmpty());
+    if (mf_isEnglish()) return;
+    mf_expectNoFault([this](RESOURCE_ID const & id, MessageText const & text) {
+        return f_faultsOfTranslation(mf_inEnglish(id), text, GetParam().asInEnglish.contains(id.number));
+    });
+}
+
+TEST_P(LanguageTexts, EveryText_HasTheWordsOfTheGlossary)
+{
+    std::vector<GLOSSARY_ROW> const glossary = f_glossaryOf(GetParam().name);
+    EXPECT_EQ(f_termsOf(glossary), f_termsOf(f_glossaryOf(L"english")));
+    if (mf_isEnglish()) return;
+    mf_expectNoFault([this, &glossary](RESOURCE_ID const & id, MessageText const & text) {
+        std::vector<std::wstring> faults;
+        for (GLOSSARY_ROW const & row : glossary) {
+            if (f_hasTerm(mf_inEnglish(id).mf_getText(), row.terms) && !f_hasWord(text.mf_getText(), row.words))
+                faults.push_back(L"no word for " + row.terms + L": " + row.words);
+        }
+        return faults;
+    });
+}
+
+TEST_P(LanguageTexts, Texts_StandUnderTheIdOfTheLanguage)
+{
+    std::set<WORD> ids;
+    auto const collect = [](HMODULE, wchar_t const *, wchar_t const *, WORD id, LONG_PTR found) -> BOOL {
+        reinterpret_cast<std::set<WORD> *>(found)->insert(id);
+        return TRUE;
+    };
+    for (wchar_t const * const type : {RT_STRING, RT_VERSION}) {
+        wchar_t const * const block = MAKEINTRESOURCEW(type == RT_VERSION ? 1 : IDS_ERRNO_OK / 16 + 1);
+        ::EnumResourceLanguagesW(m_library.mf_getHandle(), type, block, collect, reinterpret_cast<LONG_PTR>(&ids));
     }
+
+    EXPECT_EQ(ids, std::set<WORD>{m_id});
+}
+
+// Both, since the trace of a console may be kept in a file.
+TEST_P(LanguageTexts, EveryText_IsPrintableInTheCodePagesOfTheLanguage)
+{
+    if (f_requiresUCS2(m_id)) return;
+    for (LCTYPE const kind : {LCTYPE{LOCALE_IDEFAULTANSICODEPAGE}, LCTYPE{LOCALE_IDEFAULTCODEPAGE}}) {
+        unsigned const codePage = f_codePageOf(m_id, kind);
+        ASSERT_NE(codePage, 0u);
+        mf_expectNoFault([codePage](RESOURCE_ID const &, MessageText const & text) {
+            return f_isPrintable(text.mf_getText(), codePage) ? std::wstring() : std::to_wstring(codePage);
+        });
+    }
+}
+
+// Otherwise columns would depend on the font.
+TEST_P(LanguageTexts, EveryCharacter_HasOneWidthOrTheOther)
+{
+    if (!ICLanguage::mf_printsDoubleWidthChars(m_id)) return;
+    mf_expectNoFault([](RESOURCE_ID const &, MessageText const & text) {
+        std::wstring odd;
+        std::copy_if(text.mf_getText().begin(), text.mf_getText().end(), std::back_inserter(odd),
+                     [](wchar_t letter) { return letter > 0x7E && !f_isWide(letter); });
+        return odd;
+    });
+}
+
+// With a blank that keeps the mark on the line of its word.
+TEST_P(LanguageTexts, FrenchMarks_StandBehindANoBreakSpace)
+{
+    if (m_id != MAKELANGID(LANG_FRENCH, SUBLANG_FRENCH)) return;
+    std::wregex const wrong(L"[^\x00A0][:;!?]([ \r]|$)");
+    mf_expectNoFault([&wrong](RESOURCE_ID const &, MessageText const & text) {
+        std::vector<std::wstring> faults;
+        for (MessageText::PIECE const & piece : text.mf_getPieces()) {
+            if (piece.number == 0 && std::regex_search(piece.text, wrong)) faults.push_back(piece.text);
+        }
+        return faults;
+    });
 }
 
 // The second line of a mount point comes from the library with 24 blanks, so values stand there too.
@@ -255,14 +443,16 @@ TEST(Languages, AllLibraries_LoadTogether)
 {
     std::vector<std::unique_ptr<LanguageLibrary>> libraries;
     std::set<HMODULE> handles;
-    for (wchar_t const * code : LANGUAGES) {
-        libraries.push_back(std::make_unique<LanguageLibrary>(code, 0));
+    std::set<std::wstring> texts;
+    for (LANGUAGE const & language : LANGUAGES) {
+        libraries.push_back(std::make_unique<LanguageLibrary>(language.code, 0));
         handles.insert(libraries.back()->mf_getHandle());
+        texts.insert(libraries.back()->mf_getText(IDS_HSMSCAN_PURPOSE));
     }
 
     EXPECT_EQ(handles.size(), std::size(LANGUAGES));
     EXPECT_EQ(handles.count(NULL), 0u);
-    EXPECT_NE(libraries[0]->mf_getText(IDS_LANGUAGE_GERMAN), libraries[1]->mf_getText(IDS_LANGUAGE_GERMAN));
+    EXPECT_EQ(texts.size(), std::size(LANGUAGES));
 }
 
 TEST(Languages, Letters_ArriveAsWritten)
@@ -307,13 +497,34 @@ TEST(Languages, FaultyText_IsFound)
 
 TEST(Languages, FaultyTranslation_IsFound)
 {
-    RESOURCE_ID const id = {IDS_ORIGINATOR, L"", L""};
-    RESOURCE_ID const same = {IDS_ERRNO_OK, L"", L""};
-    MessageText const english(L"%1 (%2!lu!)");
+    MessageText const english(L"%1 (%2!lu!) of --list");
+    MessageText const ok(L"OK");
 
-    EXPECT_THAT(f_faultsOfTranslation(id, english, MessageText(L"%2!lu! (%1)")), IsEmpty());
-    EXPECT_THAT(f_faultsOfTranslation(id, english, MessageText(L"%2!lx! (%1)")), testing::SizeIs(1));
-    EXPECT_THAT(f_faultsOfTranslation(id, english, MessageText(L"(%1)")), testing::SizeIs(1));
-    EXPECT_THAT(f_faultsOfTranslation(id, english, english), testing::SizeIs(1));
-    EXPECT_THAT(f_faultsOfTranslation(same, MessageText(L"OK"), MessageText(L"OK")), IsEmpty());
+    EXPECT_THAT(f_faultsOfTranslation(english, MessageText(L"%2!lu! (%1) --list"), false), IsEmpty());
+    EXPECT_THAT(f_faultsOfTranslation(english, MessageText(L"%2!lx! (%1)"), false), testing::SizeIs(1));
+    EXPECT_THAT(f_faultsOfTranslation(english, MessageText(L"(%1)"), false), testing::SizeIs(1));
+    EXPECT_THAT(f_faultsOfTranslation(english, english, false), testing::SizeIs(1));
+    EXPECT_THAT(f_faultsOfTranslation(ok, ok, true), IsEmpty());
+    EXPECT_THAT(f_faultsOfTranslation(ok, MessageText(L"Ok"), true), testing::SizeIs(1));
+    EXPECT_THAT(f_faultsOfTranslation(MessageText(L"--list %1"), MessageText(L"--list %1"), false), IsEmpty());
+}
+
+TEST(Languages, MissingWord_IsFound)
+{
+    EXPECT_TRUE(f_hasTerm(L"A Stub File of many", L"stub, stub file"));
+    EXPECT_TRUE(f_hasTerm(L"'%1' volumes", L"volume, volumes"));
+    EXPECT_FALSE(f_hasTerm(L"volumes of --volume", L"volume"));
+    EXPECT_TRUE(f_hasWord(L"Die Stubdatei", L"stub, Rest"));
+    EXPECT_TRUE(f_hasWord(L"Restdatei", L"stub, Rest"));
+    EXPECT_FALSE(f_hasWord(L"Die Datei", L"stub, Rest"));
+    EXPECT_TRUE(f_hasWord(L"Die Datei", L""));
+}
+
+TEST(Languages, UnprintableCharacter_IsFound)
+{
+    EXPECT_TRUE(f_isPrintable(L"\x00F6\x00DF", 850));
+    EXPECT_FALSE(f_isPrintable(L"\x201E\x00F6\x00DF\x201C", 850));
+    EXPECT_TRUE(f_isPrintable(L"\x201E\x00F6\x00DF\x201C", 1252));
+    EXPECT_FALSE(f_isPrintable(L"\x0159", 1252));
+    EXPECT_EQ(f_columnsOf(L"a\x30AB\xAC00\xFF1A."), 8u);
 }
