@@ -8,36 +8,14 @@
 #include <gmock/gmock.h>
 
 #include "hsmbase/context/ICLanguage.h"
-#include "languages/ResourceIds.h"
 #include "tests/context/ICLanguageDirectory.h"
+#include "tests/languages/LanguageLists.h"
 #include "tests/languages/MessageText.h"
 
 using testing::IsEmpty;
 
 namespace
 {
-
-struct RESOURCE_ID
-{
-    unsigned number;
-    wchar_t const * name;
-    wchar_t const * inserts;
-};
-
-RESOURCE_ID const RESOURCE_IDS[] = {
-#include "ResourceIdList.inc"
-};
-
-struct LANGUAGE
-{
-    wchar_t const * code;
-    wchar_t const * name;
-    std::set<unsigned> asInEnglish; // texts that are rightly the same
-};
-
-LANGUAGE const LANGUAGES[] = {
-#include "LanguageList.inc"
-};
 
 // What GLOSSARY.md lists is English, with nothing to look for; what the tables of the languages list has the words.
 struct GLOSSARY_ROW
@@ -77,48 +55,6 @@ ENDS const JOINED_TEXTS[] = {
     {IDS_MOUNT_POINT, L"\r\n", L""},          {IDS_NO_MOUNT_POINTS, L"\r\n", L""},
     {IDS_HOST_ADDRESS, L"\r\n", L""},         {IDS_LOG_NOT_READY, L"", L"\r\n"},
     {IDS_REGISTRY_READ_FAILED, L"", L"\r\n"}, {IDS_REGISTRY_WRITE_FAILED, L"", L"\r\n"},
-};
-
-std::wstring f_libraryName(std::wstring const & code)
-{
-    return L"tnwlang" + code + L".dll";
-}
-
-// A language library, loaded for its texts or as code.
-class LanguageLibrary
-{
-public:
-    explicit LanguageLibrary(std::wstring const & code, DWORD flags = LOAD_LIBRARY_AS_DATAFILE)
-        : m_handle(::LoadLibraryExW(f_libraryName(code).c_str(), NULL, flags))
-    {}
-    LanguageLibrary(LanguageLibrary const &) = delete;
-    LanguageLibrary & operator=(LanguageLibrary const &) = delete;
-    ~LanguageLibrary()
-    {
-        if (m_handle != NULL) ::FreeLibrary(m_handle);
-    }
-
-    HMODULE mf_getHandle() const { return m_handle; }
-
-    // Empty when there is none.
-    std::wstring mf_getText(unsigned id) const
-    {
-        wchar_t const * text = NULL;
-        int const length = ::LoadStringW(m_handle, id, reinterpret_cast<wchar_t *>(&text), 0);
-        return length > 0 ? std::wstring(text, static_cast<std::size_t>(length)) : std::wstring();
-    }
-
-    std::set<unsigned> mf_getIds() const
-    {
-        std::set<unsigned> ids;
-        for (unsigned id = 1; id <= 0xFFFF; ++id) {
-            if (!mf_getText(id).empty()) ids.insert(id);
-        }
-        return ids;
-    }
-
-private:
-    HMODULE m_handle;
 };
 
 std::set<unsigned> f_expectedIds()
@@ -219,16 +155,6 @@ std::vector<std::wstring> f_termsOf(std::vector<GLOSSARY_ROW> const & rows)
         terms.push_back(row.terms);
     }
     return terms;
-}
-
-// What programs call the language; 0 if they don't know it.
-unsigned short f_idOf(LANGUAGE const & language)
-{
-    unsigned short ids[ICLanguage::MAX_LANGUAGE_IDS];
-    ICLanguage::mf_getAllLanguageIds(ids);
-    return *std::find_if(ids, ids + ICLanguage::MAX_LANGUAGE_IDS, [&language](unsigned short id) {
-        return id == 0 || ICLanguage::mf_getLibraryName(id) == f_libraryName(language.code);
-    });
 }
 
 bool f_requiresUCS2(unsigned short id)

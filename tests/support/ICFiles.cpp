@@ -1,6 +1,9 @@
 #include "tests/support/ICFiles.h"
 #include "tests/support/internal/ICFailure.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace
 {
 
@@ -68,4 +71,15 @@ std::wstring f_longPath(std::wstring const & path)
     if (path.starts_with(L"\\\\?\\") || path.starts_with(L"\\\\.\\")) return path;
     if (path.starts_with(L"\\\\")) return L"\\\\?\\UNC" + path.substr(1);
     return L"\\\\?\\" + path;
+}
+
+std::wstring f_inSources(std::wstring const & name)
+{
+    std::string const root = HSMBASE_SOURCE_DIR;
+    wchar_t path[1024];
+    int const length = ::MultiByteToWideChar(CP_UTF8, 0, root.c_str(), -1, path, static_cast<int>(std::size(path)));
+    if (length == 0) throw f_platformFailure("cannot read the name of the source tree in", name);
+    std::wstring whole = path + name;
+    std::replace(whole.begin(), whole.end(), L'/', L'\\');
+    return whole;
 }

@@ -16,3 +16,6 @@ bool f_isThere(std::wstring const & path);
 
 // The \\?\ form of an absolute path.
 std::wstring f_longPath(std::wstring const & path);
+
+// The path of a file of the source tree, named from its root: L"tests\\support\\ICFiles.h".
+std::wstring f_inSources(std::wstring const & name);
