@@ -1,60 +1,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <sstream>
 
-#include "tests/support/ICChildProcess.h"
-#include "tests/support/ICRegistrySandbox.h"
-#include "tests/support/ICTemporaryDirectory.h"
+#include "tests/context/ICLanguageDirectory.h"
+#include "tests/hsmscan/HsmscanProgram.h"
 #include "tests/support/ICTraceReader.h"
 #include "tests/support/ICUnixHost.h"
 
 using testing::Contains;
 using testing::HasSubstr;
 using testing::Not;
-
-// The program as its users start it, with a registry root of its own.
-class Hsmscan : public testing::Test
-{
-protected:
-    struct RUN
-    {
-        ulong exitCode;
-        std::string output;
-        std::string errors;
-    };
-
-    RUN mf_run(std::vector<std::wstring> arguments) const
-    {
-        arguments.insert(arguments.begin(), {L"--root", m_registry.mf_getPath(), L"--log-dir", m_logs.mf_getPath()});
-        ICChildProcess scan(f_besideProgram(L"hsmscan.exe"), arguments);
-        return {scan.mf_getExitCode(), scan.mf_getOutput(), scan.mf_getErrors()};
-    }
-
-    // The number in the line of a total.
-    static long long mf_total(std::string const & output, std::string const & label)
-    {
-        std::smatch match;
-        std::regex const line("\\n *" + label + " +([0-9,]+)\\r");
-        if (!std::regex_search(output, match, line)) return -1;
-        std::string number = match[1];
-        std::erase(number, ',');
-        return std::stoll(number);
-    }
-
-    // The value in the row of an explained path.
-    static std::string mf_row(std::string const & output, std::string const & label)
-    {
-        std::smatch match;
-        std::regex const line("(^|\\n) *" + label + "  +([^\\r]*)\\r");
-        return std::regex_search(output, match, line) ? match[2].str() : "no such row in " + output;
-    }
-
-    ICRegistrySandbox const m_registry;
-    ICTemporaryDirectory const m_directory;
-    ICTemporaryDirectory const m_logs;
-};
 
 TEST_F(Hsmscan, Scan_PrintsTotalsInTwoColumns)
 {
@@ -135,8 +91,10 @@ TEST_F(Hsmscan, LanguagesThatCannotBeHad_AreRefusedAndLeaveTheConfiguration)
     RUN const unknown = mf_run({L"--language", L"german", m_directory.mf_getPath()});
     EXPECT_EQ(2u, unknown.exitCode);
     EXPECT_THAT(unknown.errors, HasSubstr("The language 'german' is not known."));
+    ICLanguageFolder folder;
+    folder.mf_place(ICLanguageFolder::ENGLISH, ICLanguageFolder::ENGLISH);
     m_registry.mf_writeText(L"", L"Language", L"German");
-    m_registry.mf_writeText(L"", L"LanguageDir", L"C:\\nowhere");
+    m_registry.mf_writeText(L"", L"LanguageDir", folder.mf_getDirectory().mf_getPath());
     RUN const absent = mf_run({L"--language", L"Hungarian", m_directory.mf_getPath()});
     EXPECT_EQ(2u, absent.exitCode);
     EXPECT_THAT(absent.errors, HasSubstr("'Hungarian'"));
