@@ -4,15 +4,11 @@
 #include <memory>
 
 #include "programs/hsmscan/ICExclusiveLock.h"
+#include "programs/hsmscan/ICTextLayout.h"
 
 SRWLOCK ICConsole::m_lock = SRWLOCK_INIT;
 CString ICConsole::m_status;
-
-// From the beginning of the line, and over all that stands there.
-static CString f_overwrite(CString const & before, CString const & text)
-{
-    return L"\r" + text + CString(L' ', std::max(0, before.GetLength() - text.GetLength()));
-}
+int ICConsole::m_statusWidth = 0;
 
 void ICConsole::mf_printLine(CString const & text)
 {
@@ -34,14 +30,18 @@ void ICConsole::mf_showStatus(CString const & text)
 {
     ICExclusiveLock const lock(m_lock);
     if (text.IsEmpty() && m_status.IsEmpty()) return;
-    mf_implWrite(STD_ERROR_HANDLE, f_overwrite(m_status, text) + (text.IsEmpty() ? L"\r" : L""));
-    m_status = text;
+    // A status of two lines would leave the first behind each time.
+    m_status = ICTextLayout::mf_cut(text, mf_implGetStatusWidth());
+    int const width = ICTextLayout::mf_getWidth(m_status);
+    CString const rest(L' ', std::max(0, m_statusWidth - width));
+    mf_implWrite(STD_ERROR_HANDLE, L"\r" + m_status + rest + (text.IsEmpty() ? L"\r" : L""));
+    m_statusWidth = width;
 }
 
 void ICConsole::mf_implPrint(ulong stream, CString const & text)
 {
     ICExclusiveLock const lock(m_lock);
-    if (!m_status.IsEmpty()) mf_implWrite(STD_ERROR_HANDLE, f_overwrite(m_status, CString()) + L"\r");
+    if (!m_status.IsEmpty()) mf_implWrite(STD_ERROR_HANDLE, L"\r" + CString(L' ', m_statusWidth) + L"\r");
     mf_implWrite(stream, text + L"\r\n");
     if (!m_status.IsEmpty()) mf_implWrite(STD_ERROR_HANDLE, m_status);
 }
@@ -62,4 +62,13 @@ void ICConsole::mf_implWrite(ulong stream, CString const & text)
     int const length =
         ::WideCharToMultiByte(CP_UTF8, 0, text.GetString(), text.GetLength(), bytes.get(), capacity, nullptr, nullptr);
     ::WriteFile(handle, bytes.get(), static_cast<ulong>(length), &written, nullptr);
+}
+
+// The last column stays free: writing to it may already begin the next line.
+int ICConsole::mf_implGetStatusWidth()
+{
+    CONSOLE_SCREEN_BUFFER_INFO console;
+    bool const isKnown = ::GetConsoleScreenBufferInfo(::GetStdHandle(STD_ERROR_HANDLE), &console) != 0;
+    constexpr int NARROWEST = 4;
+    return isKnown && console.dwSize.X >= NARROWEST ? console.dwSize.X - 1 : ICTextLayout::LINE_WIDTH;
 }

@@ -15,13 +15,16 @@ public:
     // Whether somebody sees a status.
     static bool mf_canShowStatus();
 
-    // One line on the console that stays below all else until it is replaced. An empty text takes it away.
+    // One line on the console that stays below all else until it is replaced. An empty text takes it away. What the
+    // console's line can't hold is cut off. Throws Initialization as long as the languages aren't up.
     static void mf_showStatus(CString const & text);
 
 private:
     static void mf_implPrint(ulong stream, CString const & text);
     static void mf_implWrite(ulong stream, CString const & text);
+    static int mf_implGetStatusWidth();
 
     static SRWLOCK m_lock;
     static CString m_status;
+    static int m_statusWidth; // columns
 };

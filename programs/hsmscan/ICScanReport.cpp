@@ -3,17 +3,16 @@
 #include <algorithm>
 
 #include "hsmbase/context/ICColumnFormatter.h"
-#include "hsmbase/context/ICFormatter.h"
 #include "hsmbase/context/ICString.h"
 #include "hsmbase/paths/ICFileSize.h"
 #include "hsmbase/text/ICNumberFormatter.h"
 #include "languages/ResourceIds.h"
 #include "programs/hsmscan/ICConsole.h"
 #include "programs/hsmscan/ICScanTotals.h"
+#include "programs/hsmscan/ICTextLayout.h"
 
 namespace
 {
-constexpr ulong WIDTH = 79;
 constexpr wchar_t INDENT[] = L"  ";
 
 struct OPTION_TEXT
@@ -64,18 +63,17 @@ void ICScanReport::mf_printHelp()
     CString const none;
     int labelWidth = 0;
     for (OPTION_TEXT const & option : OPTION_TEXTS)
-        labelWidth = std::max(labelWidth, CString(ICString(option.syntax)).GetLength());
+        labelWidth = std::max(labelWidth, ICTextLayout::mf_getWidth(ICString(option.syntax)));
     CString const continuation = INDENT + CString(L' ', labelWidth) + INDENT;
 
     ICConsole::mf_printLine(ICString(IDS_HSMSCAN_USAGE));
     ICConsole::mf_printLine(none);
-    ICConsole::mf_printLine(ICFormatter::mf_formatLines(ICString(IDS_HSMSCAN_PURPOSE), none, none, WIDTH, 0));
+    ICConsole::mf_printLine(ICTextLayout::mf_wrap(ICString(IDS_HSMSCAN_PURPOSE), none, none));
     ICConsole::mf_printLine(none);
     ICConsole::mf_printLine(ICString(IDS_HSMSCAN_OPTIONS));
     for (OPTION_TEXT const & option : OPTION_TEXTS) {
-        CString label = ICString(option.syntax);
-        label = INDENT + label + CString(L' ', labelWidth - label.GetLength()) + INDENT;
-        ICConsole::mf_printLine(ICFormatter::mf_formatLines(ICString(option.help), label, continuation, WIDTH, 0));
+        CString const label = INDENT + ICTextLayout::mf_pad(ICString(option.syntax), labelWidth) + INDENT;
+        ICConsole::mf_printLine(ICTextLayout::mf_wrap(ICString(option.help), label, continuation));
     }
 }
 
