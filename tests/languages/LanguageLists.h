@@ -26,11 +26,17 @@ struct LANGUAGE
     wchar_t const * code;
     wchar_t const * name;
     std::set<unsigned> asInEnglish; // texts that are rightly the same
+    wchar_t const * folder = L"";   // of the library, with a backslash at its end; empty: that of the program
 };
 
 inline LANGUAGE const LANGUAGES[] = {
 #include "LanguageList.inc"
 };
+
+// English, accented and lengthened, in the place of German: tests/languages/pseudo. No letter of these three texts has an
+// accented form.
+inline LANGUAGE const PSEUDO_LANGUAGE = {
+    L"deu", L"pseudo", {IDS_TIME_COLONS, IDS_TIME_COMMAS, IDS_TIME_DOTS}, L"pseudo\\"};
 
 inline std::wstring f_libraryName(std::wstring const & code)
 {
@@ -41,8 +47,12 @@ inline std::wstring f_libraryName(std::wstring const & code)
 class LanguageLibrary
 {
 public:
-    explicit LanguageLibrary(std::wstring const & code, DWORD flags = LOAD_LIBRARY_AS_DATAFILE)
-        : m_handle(::LoadLibraryExW(f_libraryName(code).c_str(), NULL, flags))
+    explicit LanguageLibrary(std::wstring const & code, DWORD flags = LOAD_LIBRARY_AS_DATAFILE,
+                             std::wstring const & folder = L"")
+        : m_handle(::LoadLibraryExW((folder + f_libraryName(code)).c_str(), NULL, flags))
+    {}
+    explicit LanguageLibrary(LANGUAGE const & language, DWORD flags = LOAD_LIBRARY_AS_DATAFILE)
+        : LanguageLibrary(language.code, flags, language.folder)
     {}
     LanguageLibrary(LanguageLibrary const &) = delete;
     LanguageLibrary & operator=(LanguageLibrary const &) = delete;
