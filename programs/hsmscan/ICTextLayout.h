@@ -7,8 +7,8 @@
 //     CString const label = ICTextLayout::mf_pad(ICString(IDS_HSMSCAN_LIST_SYNTAX), 24);
 //     ICConsole::mf_printLine(ICTextLayout::mf_wrap(ICString(IDS_HSMSCAN_LIST_HELP), label, CString(L' ', 24)));
 //
-// As in ICColumnFormatter, a character takes two columns if it lies above 127 and the user's language is one that prints
-// double-width characters, and else one. All operations throw Initialization as long as the languages aren't up.
+// As in ICColumnFormatter, a character takes two columns if it lies above 127 and the user's language is one that
+// prints double-width characters, and else one. All operations throw Initialization as long as the languages aren't up.
 //
 // Threads: any.
 class ICTextLayout

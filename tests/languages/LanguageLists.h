@@ -33,8 +33,8 @@ inline LANGUAGE const LANGUAGES[] = {
 #include "LanguageList.inc"
 };
 
-// English, accented and lengthened, in the place of German: tests/languages/pseudo. No letter of these three texts has an
-// accented form.
+// English, accented and lengthened, in the place of German: tests/languages/pseudo. No letter of these three texts has
+// an accented form.
 inline LANGUAGE const PSEUDO_LANGUAGE = {
     L"deu", L"pseudo", {IDS_TIME_COLONS, IDS_TIME_COMMAS, IDS_TIME_DOTS}, L"pseudo\\"};
 

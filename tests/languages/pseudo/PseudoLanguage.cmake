@@ -1,7 +1,7 @@
 # cmake -D SOURCE=english.rc -D TARGET=pseudo.rc -P PseudoLanguage.cmake
 #
 # Turns the English texts into those of a pseudo-language: each vowel is doubled, and each letter that has an accented
-# form in the code pages 1252 and 850 gets it, so that texts stay readable, are longer by a quarter, and can be told from
+# form in the code pages 1252 and 850 gets it. So texts stay readable, are longer by a quarter, and can be told from
 # texts that come from elsewhere. Inserts, percent signs, line ends and names of options stay as they are. Where a label
 # and its blanks fill a column, only so many vowels are doubled as the blanks behind the colon can make up for.
 cmake_minimum_required(VERSION 3.23)
