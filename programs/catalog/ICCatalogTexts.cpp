@@ -12,19 +12,27 @@ namespace
 constexpr int MAX_TEMPLATE = 4096;
 constexpr int MAX_TEXT = 8192;
 
+// Those of a list or a heading count at the beginning only, and the underscore not within a word.
+bool f_hasMeaning(CString const & text, int at)
+{
+    bool const isFirst = at == 0;
+    bool const isLast = at == text.GetLength() - 1;
+    if (text[at] == L'_')
+        return isFirst || isLast || !::IsCharAlphaNumericW(text[at - 1]) || !::IsCharAlphaNumericW(text[at + 1]);
+    return std::wcschr(isFirst ? L"\\`*[]|~#+-" : L"\\`*[]|~", text[at]) != nullptr;
+}
+
 CString f_escape(CString const & text)
 {
     CString escaped;
     for (int at = 0; at < text.GetLength(); ++at) {
-        wchar_t const character = text[at];
-        switch (character) {
+        switch (text[at]) {
         case L'<': escaped += L"&lt;"; break;
         case L'>': escaped += L"&gt;"; break;
         case L'&': escaped += L"&amp;"; break;
         default:
-            // Those of a list or a heading count at the beginning only.
-            if (std::wcschr(at == 0 ? L"\\`*_[]|~#+-" : L"\\`*_[]|~", character) != nullptr) escaped += L'\\';
-            escaped += character;
+            if (f_hasMeaning(text, at)) escaped += L'\\';
+            escaped += text[at];
         }
     }
     return escaped;

@@ -1,8 +1,8 @@
 #include "programs/hsmscan/ICConsole.h"
 
 #include <algorithm>
-#include <memory>
 
+#include "programs/Utf8.h"
 #include "programs/hsmscan/ICExclusiveLock.h"
 #include "programs/hsmscan/ICTextLayout.h"
 
@@ -56,12 +56,8 @@ void ICConsole::mf_implWrite(ulong stream, CString const & text)
         ::WriteConsoleW(handle, text.GetString(), static_cast<ulong>(text.GetLength()), &written, nullptr);
         return;
     }
-    // A UTF-16 unit takes at most three bytes in UTF-8.
-    int const capacity = text.GetLength() * 3;
-    auto const bytes = std::make_unique<char[]>(static_cast<std::size_t>(capacity));
-    int const length =
-        ::WideCharToMultiByte(CP_UTF8, 0, text.GetString(), text.GetLength(), bytes.get(), capacity, nullptr, nullptr);
-    ::WriteFile(handle, bytes.get(), static_cast<ulong>(length), &written, nullptr);
+    std::string const bytes = f_utf8(text);
+    ::WriteFile(handle, bytes.data(), static_cast<ulong>(bytes.size()), &written, nullptr);
 }
 
 // The last column stays free: writing to it may already begin the next line.

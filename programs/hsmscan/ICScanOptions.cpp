@@ -95,9 +95,10 @@ bool f_take(ICScanOptions & options, wchar_t const * value)
     return f_store(options.*MEMBER, PARSE(value));
 }
 
-bool f_explain(ICScanOptions & options, wchar_t const * value)
+template<auto MEMBER>
+bool f_collect(ICScanOptions & options, wchar_t const * value)
 {
-    options.m_explained.emplace_back(value);
+    (options.*MEMBER).emplace_back(value);
     return *value != L'\0';
 }
 
@@ -115,7 +116,8 @@ constexpr OPTION OPTIONS[] = {
     {L"--log-size", true, &f_take<&ICScanOptions::m_logSize, &f_size>},
     {L"--volumes", false, &f_want<&ICScanOptions::m_areVolumesWanted>},
     {L"--system", false, &f_want<&ICScanOptions::m_isSystemWanted>},
-    {L"--explain", true, &f_explain},
+    {L"--explain", true, &f_collect<&ICScanOptions::m_explained>},
+    {L"--explain-message", true, &f_collect<&ICScanOptions::m_explainedMessages>},
     {L"--backup-settings", true, &f_take<&ICScanOptions::m_settingsBackup, &f_text>},
     {L"--restore-settings", true, &f_take<&ICScanOptions::m_settingsRestore, &f_text>},
     {L"--help", false, &f_want<&ICScanOptions::m_isHelpWanted>},
@@ -144,7 +146,8 @@ ICScanOptions::ICScanOptions(int count, wchar_t const * const * arguments) : m_t
 bool ICScanOptions::mf_implHasTask() const
 {
     return m_isHelpWanted || m_isVersionWanted || m_isSystemWanted || m_areVolumesWanted || !m_explained.empty() ||
-           !m_settingsBackup.IsEmpty() || !m_settingsRestore.IsEmpty() || !m_paths.empty();
+           !m_explainedMessages.empty() || !m_settingsBackup.IsEmpty() || !m_settingsRestore.IsEmpty() ||
+           !m_paths.empty();
 }
 
 void ICScanOptions::mf_implRead(wchar_t const * option, wchar_t const * value, bool & isValueUsed)

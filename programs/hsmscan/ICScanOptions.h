@@ -28,10 +28,11 @@ public:
     bool m_isVersionWanted = false;
     bool m_isSystemWanted = false;
     bool m_areVolumesWanted = false;
-    CString m_settingsBackup;         // file; empty: none
-    CString m_settingsRestore;        // the same
-    std::vector<CString> m_explained; // paths
-    std::vector<CString> m_paths;     // to be scanned
+    CString m_settingsBackup;                 // file; empty: none
+    CString m_settingsRestore;                // the same
+    std::vector<CString> m_explained;         // paths
+    std::vector<CString> m_explainedMessages; // numbers
+    std::vector<CString> m_paths;             // to be scanned
 
     // Whether the command line can be followed; if not, mf_getProblem is the sentence for the user.
     bool mf_isValid() const { return m_problem == 0; }

@@ -14,6 +14,7 @@
 #include "programs/hsmscan/ICInterrupt.h"
 #include "programs/hsmscan/ICListTransaction.h"
 #include "programs/hsmscan/ICMachineReport.h"
+#include "programs/hsmscan/ICMessageReport.h"
 #include "programs/hsmscan/ICPathReport.h"
 #include "programs/hsmscan/ICScanOptions.h"
 #include "programs/hsmscan/ICScanProgress.h"
@@ -179,6 +180,7 @@ int f_work(ICScanOptions const & options, bool isLanguageKnown)
         ICScanReport::mf_printVersion();
         return 0;
     }
+    if (!options.m_explainedMessages.empty()) return f_exitCode(ICMessageReport::mf_print(options.m_explainedMessages));
     f_configureLog(options);
     return f_answer(options);
 }
@@ -187,7 +189,8 @@ int f_run(ICScanOptions const & options)
 {
     bool const isKnown = options.m_language.IsEmpty() || f_isLanguageKnown(options.m_language);
     // What does no work needs neither logs nor volumes.
-    bool const isWorking = options.mf_isValid() && isKnown && !options.m_isHelpWanted && !options.m_isVersionWanted;
+    bool const isWorking = options.mf_isValid() && isKnown && !options.m_isHelpWanted && !options.m_isVersionWanted &&
+                           options.m_explainedMessages.empty();
     ICProgramFrame const frame({.m_registryRoot = options.m_registryRoot,
                                 .m_language = isKnown ? options.m_language : CString(),
                                 .m_logDirectory = options.m_logDirectory,
