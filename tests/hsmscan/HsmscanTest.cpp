@@ -107,8 +107,8 @@ TEST_F(Hsmscan, Help_ListsTheOptionsWithinTheWidthOfAConsole)
     EXPECT_EQ(0u, run.exitCode);
     for (char const * const option :
          {"hsmscan [options] [PATH...]", "--min-size", "--min-age", "--largest", "--language", "--root", "--volumes",
-          "--system", "--explain", "--threads", "--list", "--quiet", "--backup-settings", "--restore-settings",
-          "--help", "--version"})
+          "--system", "--explain ", "--explain-message", "--threads", "--list", "--quiet", "--backup-settings",
+          "--restore-settings", "--help", "--version"})
         EXPECT_THAT(run.output, HasSubstr(option));
     std::istringstream lines(run.output);
     for (std::string line; std::getline(lines, line);)

@@ -121,3 +121,16 @@ TEST(ICScanOptions, ListAndQuiet_AreTaken)
     EXPECT_TRUE(f_read({L"p"}).m_list.IsEmpty());
     EXPECT_FALSE(f_read({L"--list", L"", L"p"}).mf_isValid());
 }
+
+TEST(ICScanOptions, MessagesToExplain_AreCollectedAndNeedNoPath)
+{
+    ICScanOptions const options = f_read({L"--explain-message", L"KVR27469E", L"--explain-message", L"--help"});
+    ASSERT_TRUE(options.mf_isValid());
+    ASSERT_EQ(2u, options.m_explainedMessages.size());
+    EXPECT_STREQ(L"KVR27469E", options.m_explainedMessages[0]);
+    EXPECT_STREQ(L"--help", options.m_explainedMessages[1]);
+    EXPECT_TRUE(options.m_explained.empty());
+    EXPECT_FALSE(options.m_isHelpWanted);
+    EXPECT_EQ(20042u, f_read({L"--explain-message", L""}).m_problem);
+    EXPECT_EQ(20041u, f_read({L"--explain-message"}).m_problem);
+}
