@@ -330,7 +330,6 @@
 // hsmscan, headings and totals: 20120 to 20199. A total's text is a label in the left column.
 #define IDS_HSMSCAN_HEADING_TOTALS 20120
 #define IDS_HSMSCAN_HEADING_LARGEST 20121
-#define IDS_HSMSCAN_HEADING_FAILURES 20122
 #define IDS_HSMSCAN_HEADING_SYSTEM 20123
 #define IDS_HSMSCAN_HEADING_VOLUME 20124 // %1 drive or id path
 #define IDS_HSMSCAN_TOTAL_FILES 20130

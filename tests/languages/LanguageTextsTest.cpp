@@ -111,25 +111,36 @@ std::wstring f_lowerCase(std::wstring text)
     return text;
 }
 
+// What stands between the commas, in lower case, without blanks around.
 std::vector<std::wstring> f_split(std::wstring const & list)
 {
     std::vector<std::wstring> words;
-    std::wregex const comma(L" *, *");
-    for (std::wsregex_token_iterator at(list.begin(), list.end(), comma, -1), end; at != end; ++at) {
-        if (at->length() > 0) words.push_back(f_lowerCase(*at));
+    for (std::size_t begin = 0, end = 0; end != list.npos; begin = end + 1) {
+        end = list.find(L',', begin);
+        std::wstring word = list.substr(begin, end == list.npos ? end : end - begin);
+        word.erase(word.find_last_not_of(L' ') + 1);
+        word.erase(0, word.find_first_not_of(L' '));
+        if (!word.empty()) words.push_back(f_lowerCase(word));
     }
-    if (!words.empty()) words.back().erase(words.back().find_last_not_of(L' ') + 1);
     return words;
 }
 
-// Whether the text has the term as a word of its own, in upper or lower case. Options are no words.
+// Whether `text`, in lower case, has the term as a word of its own. Options are no words.
+bool f_isWordOf(std::wstring const & text, std::wstring const & term)
+{
+    auto const isInner = [](wchar_t letter) { return (letter >= L'a' && letter <= L'z') || letter == L'-'; };
+    for (std::size_t at = text.find(term); at != text.npos; at = text.find(term, at + 1)) {
+        std::size_t const end = at + term.length();
+        if ((at == 0 || !isInner(text[at - 1])) && (end == text.length() || !isInner(text[end]))) return true;
+    }
+    return false;
+}
+
 bool f_hasTerm(std::wstring const & text, std::wstring const & terms)
 {
     std::wstring const lower = f_lowerCase(text);
     std::vector<std::wstring> const all = f_split(terms);
-    return std::any_of(all.begin(), all.end(), [&lower](std::wstring const & term) {
-        return std::regex_search(lower, std::wregex(L"(^|[^a-z-])" + term + L"([^a-z-]|$)"));
-    });
+    return std::any_of(all.begin(), all.end(), [&lower](std::wstring const & term) { return f_isWordOf(lower, term); });
 }
 
 bool f_hasWord(std::wstring const & text, std::wstring const & words)
@@ -371,6 +382,24 @@ TEST_P(LanguageTexts, Blocks_HaveTheirValuesInColumn24)
             std::size_t const value = line.find_first_not_of(L' ', line.find(L':') + 1);
             EXPECT_EQ(f_columnsOf(line.substr(label, value - label)), 24u) << testing::PrintToString(line);
         }
+    }
+}
+
+TEST(Languages, List_IsThatOfThePrograms)
+{
+    unsigned short ids[ICLanguage::MAX_LANGUAGE_IDS];
+    ICLanguage::mf_getAllLanguageIds(ids);
+    std::vector<std::wstring> libraries, names;
+    for (LANGUAGE const & language : LANGUAGES) {
+        libraries.push_back(f_libraryName(language.code));
+        names.emplace_back(language.name);
+    }
+
+    ASSERT_EQ(libraries.size(), std::size(ids) - 1);
+    for (std::size_t at = 0; at < libraries.size(); ++at) {
+        EXPECT_EQ(ICLanguage::mf_getLibraryName(ids[at]), libraries[at]);
+        std::wstring const name = f_lowerCase(ICLanguage::mf_getLanguageName(ids[at], 0).GetString());
+        EXPECT_EQ(std::regex_replace(name, std::wregex(L" "), L"-"), names[at]);
     }
 }
 
