@@ -193,6 +193,31 @@ TEST_F(HsmscanPseudo, PathReport_KeepsItsColumns)
         EXPECT_EQ(mf_valueColumn(lines[0]), mf_valueColumn(line)) << testing::PrintToString(line);
 }
 
+TEST_F(HsmscanPseudo, ExplainedMessages_StandWithinTheWidthOfAConsole)
+{
+    RUN const run = mf_run({L"--explain-message", L"KVR27069E", L"--explain-message", L"KVR29006E"});
+    EXPECT_EQ(0u, run.exitCode) << run.errors;
+    EXPECT_THAT(mf_strangers(run.output), IsEmpty());
+    EXPECT_THAT(mf_longLines(run.output), IsEmpty());
+    std::wstring const shown = f_flat(f_shown(run.output));
+    for (int const text : {IDS_KVR27069_TEXT, IDS_KVR29006_TEXT})
+        for (int const further : {1, 2, 3})
+            EXPECT_THAT(shown + L" ", HasSubstr(L": " + mf_text(static_cast<unsigned>(text + further)) + L" "))
+                << run.output;
+}
+
+TEST_F(HsmscanPseudo, ExplainedErrorNumber_KeepsItsColumns)
+{
+    RUN const run = mf_run({L"--explain-message", L"0x0300002b", L"--explain-message", L"q"});
+    EXPECT_EQ(2u, run.exitCode);
+    EXPECT_THAT(mf_strangers(run.output, {L"ICErrno::_E_::FileNotFound"}), IsEmpty());
+    EXPECT_THAT(mf_strangers(run.errors, {L"'q'"}), IsEmpty());
+    std::vector<std::wstring> const lines = f_linesOf(f_shown(run.output));
+    ASSERT_EQ(4u, lines.size());
+    for (std::wstring const & line : lines)
+        EXPECT_EQ(mf_valueColumn(lines[0]), mf_valueColumn(line)) << testing::PrintToString(line);
+}
+
 TEST_F(HsmscanPseudo, ErrorsOfTheCommandLine_AreTold)
 {
     std::pair<std::vector<std::wstring>, unsigned> const rows[] = {

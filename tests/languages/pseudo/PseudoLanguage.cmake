@@ -2,12 +2,13 @@
 #
 # Turns the English texts into those of a pseudo-language: each vowel is doubled, and each letter that has an accented
 # form in the code pages 1252 and 850 gets it. So texts stay readable, are longer by a quarter, and can be told from
-# texts that come from elsewhere. Inserts, percent signs, line ends and names of options stay as they are. Where a label
-# and its blanks fill a column, only so many vowels are doubled as the blanks behind the colon can make up for.
+# texts that come from elsewhere. Inserts, percent signs, line ends, names of options and numbers of messages and errors
+# stay as they are. Where a label and its blanks fill a column, only so many vowels are doubled as the blanks behind the
+# colon can make up for.
 cmake_minimum_required(VERSION 3.23)
 
 set(ACCENTS a=à c=ç d=ð e=é f=ƒ i=ï n=ñ o=ö p=þ s=ß u=ü y=ÿ A=Å C=Ç D=Ð E=É I=Ï N=Ñ O=Ø P=Þ U=Ü Y=Ý)
-set(PROTECTED "%[0-9]+(![^!]*!)?|%%|\\\\.|--[a-z-]+")
+set(PROTECTED "%[0-9]+(![^!]*!)?|%%|\\\\.|--[a-z-]+|KVR[0-9]+[A-Z]|0x[0-9a-f]+")
 
 # Doubles the first `budget` vowels of a text without protected parts, accents all of it, and tells what is left over.
 function(accent text budget result rest)
