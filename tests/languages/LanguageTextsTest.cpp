@@ -409,7 +409,11 @@ TEST(Languages, AllLibraries_LoadTogether)
 TEST(Languages, Letters_ArriveAsWritten)
 {
     LanguageLibrary const german(L"deu");
+    LanguageLibrary const japanese(L"jpn");
+    LanguageLibrary const russian(L"rus");
 
+    EXPECT_EQ(japanese.mf_getText(IDS_LANGUAGE_JAPANESE), L"\x65E5\x672C\x8A9E");
+    EXPECT_EQ(russian.mf_getText(IDS_HSMSCAN_YES), L"\x0414\x0430");
     EXPECT_EQ(german.mf_getText(IDS_LANGUAGE_FRENCH), L"Franz\x00F6sisch");
     EXPECT_EQ(german.mf_getText(IDS_HSMSCAN_MIN_SIZE_SYNTAX), L"--min-size GR\x00D6SSE");
 }
