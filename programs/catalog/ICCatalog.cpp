@@ -73,7 +73,6 @@ std::vector<ICCatalog::PAGE> ICCatalog::mf_makePages(CString const & directory)
     ICLanguage::mf_getAllLanguageIds(ids);
     for (std::size_t at = 0; at < std::size(NAME_IDS); ++at) {
         CString const library = ICPath::mf_appendFile(directory, ICLanguage::mf_getLibraryName(ids[at]));
-        if (!ICPath::mf_exists(library)) continue;
         try {
             f_addLanguage(catalog, library, ids[at], NAME_IDS[at]);
         }

@@ -21,8 +21,8 @@ public:
         std::string text; // UTF-8
     };
 
-    // All pages or none, made from the libraries in the directory. The same libraries give the same pages. Throws with a
-    // message text that names the library: DllOpen for one that is missing or damaged, DllFunction and Version for one
+    // All pages or none, made from the libraries in the directory. The same libraries give the same pages. Throws, with
+    // a message text that names the library: DllOpen for one that is missing or damaged, DllFunction and Version for one
     // that isn't of this version, Resource for one without a text.
     static std::vector<PAGE> mf_makePages(CString const & directory);
 };

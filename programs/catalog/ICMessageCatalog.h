@@ -48,7 +48,7 @@ public:
     // The message with this number, in upper or lower case; NULL: there is none.
     static MESSAGE const * mf_findMessage(CString const & number);
 
-    // The constant with this number, up to eight hexadecimal digits in upper or lower case, with or without 0x in front;
+    // The constant with this number, up to eight hexadecimal digits in upper or lower case, with 0x in front or without;
     // NULL: there is none.
     static ERROR_CONSTANT const * mf_findError(CString const & number);
 

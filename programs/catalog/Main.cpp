@@ -4,8 +4,8 @@
 #include "programs/hsmscan/ICConsole.h"
 #include "programs/hsmscan/ICFileTransaction.h"
 
-// hsmcatalog DIRECTORY writes the catalogue of all messages and error numbers into the directory, made from the language
-// libraries beside the program. It serves those who build hsmbase, so it speaks English and keeps no logs.
+// hsmcatalog DIRECTORY writes the catalogue of all messages and error numbers into the directory. It makes the pages
+// from the language libraries beside it. It serves those who build hsmbase, so it speaks English and keeps no logs.
 
 namespace
 {
