@@ -50,15 +50,16 @@ protected:
                             "exit 1\n");
     }
 
-    // Runs the program at a terminal of its own; what it shows there goes to the answer.
-    std::string mf_runAtTerminal(std::vector<std::wstring> const & further, std::string const & redirection) const
+    // Runs the program at a terminal of its own, `before` ahead of it; what it shows there goes to the answer.
+    std::string mf_runAtTerminal(std::vector<std::wstring> const & further, std::string const & redirection,
+                                 std::string const & before = "") const
     {
         std::wstring command = L"wine " + f_hostPath(f_besideProgram(L"hsmscan.exe"));
         for (std::wstring const & argument : mf_arguments(further))
             command += L" '" + argument + L"'";
         std::wstring const shown = m_directory.mf_makeFile(L"shown");
         std::wstring const run =
-            m_directory.mf_makeFile(L"run", std::string(command.begin(), command.end()) + redirection + "\n");
+            m_directory.mf_makeFile(L"run", before + std::string(command.begin(), command.end()) + redirection + "\n");
         std::wstring const script =
             L"script -qec \"sh " + f_hostPath(run) + L"\" /dev/null > " + f_hostPath(shown) + L" < /dev/null\n";
         EXPECT_TRUE(mf_runScript(std::string(script.begin(), script.end())));
@@ -96,4 +97,12 @@ TEST_F(HsmscanConsole, Progress_IsShownAtATerminalOnly)
     EXPECT_THAT(mf_runAtTerminal({L"Z:\\usr\\share"}, ""), HasSubstr("files/s"));
     EXPECT_THAT(mf_runAtTerminal({L"--quiet", m_directory.mf_getPath()}, ""), Not(HasSubstr("files/s")));
     EXPECT_THAT(mf_runAtTerminal({m_directory.mf_getPath()}, " 2> /dev/null"), Not(HasSubstr("files/s")));
+}
+
+TEST_F(HsmscanConsole, Progress_AtANarrowTerminal_IsCut)
+{
+    if (!mf_runScript("command -v script && command -v wine")) GTEST_SKIP() << "no terminal to be had";
+    std::string const shown = mf_runAtTerminal({L"Z:\\usr\\share"}, "", "stty cols 40\n");
+    EXPECT_THAT(shown, HasSubstr("..."));
+    EXPECT_THAT(shown, Not(HasSubstr("files/s")));
 }

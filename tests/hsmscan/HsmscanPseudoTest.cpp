@@ -240,7 +240,6 @@ TEST_F(HsmscanPseudo, ErrorsOfTheCommandLine_AreTold)
 TEST_F(HsmscanPseudo, Failures_AreRenderedWithinTheWidthOfAConsole)
 {
     std::wstring const nowhere = L"C:\\nowhere\\x";
-    m_registry.mf_writeNumber(L"Debug", L"HSM", 0x001);
     struct
     {
         std::vector<std::wstring> arguments;
@@ -257,9 +256,38 @@ TEST_F(HsmscanPseudo, Failures_AreRenderedWithinTheWidthOfAConsole)
         RUN const run = mf_run(row.arguments);
         EXPECT_EQ(2u, run.exitCode);
         EXPECT_THAT(mf_strangers(run.errors, {L"hsmscan"}), IsEmpty()) << run.errors;
+        EXPECT_THAT(mf_strangers(run.output), IsEmpty()) << run.output;
         EXPECT_THAT(mf_longLines(run.errors), IsEmpty());
         std::wstring const shown = f_flat(f_shown(run.errors));
         for (unsigned const further : {1u, 2u, 3u})
             EXPECT_THAT(shown, HasSubstr(L": " + mf_text(row.text + further) + L" ")) << run.errors;
+    }
+}
+
+TEST_F(HsmscanPseudo, DirectoryThatCannotBeRead_IsToldAndCounted)
+{
+    m_registry.mf_writeNumber(L"Debug", L"SYS", 0x800);
+    RUN const run = mf_run({m_directory.mf_getPath()});
+    EXPECT_EQ(2u, run.exitCode);
+    EXPECT_THAT(run.errors, HasSubstr("KVR29001E: "));
+    EXPECT_THAT(mf_strangers(run.errors), IsEmpty()) << run.errors;
+    EXPECT_THAT(mf_strangers(run.output), IsEmpty()) << run.output;
+    EXPECT_EQ(f_linesOf(f_shown(run.output)).back(), mf_text(IDS_HSMSCAN_COMPLETED_WITH_FAILURES));
+}
+
+TEST_F(HsmscanPseudo, LogDirectoryThatCannotBeMade_IsTold)
+{
+    RUN const run = mf_run({L"--log-dir", m_directory.mf_makeFile(L"file") + L"\\logs", m_directory.mf_getPath()});
+    EXPECT_EQ(2u, run.exitCode);
+    EXPECT_THAT(mf_strangers(run.errors), IsEmpty()) << run.errors;
+}
+
+TEST_F(HsmscanPseudo, SettingsThatAreMoved_AreNotTold)
+{
+    std::wstring const file = m_directory / L"settings.reg";
+    for (wchar_t const * const option : {L"--backup-settings", L"--restore-settings"}) {
+        RUN const run = mf_run({option, file});
+        EXPECT_EQ(0u, run.exitCode);
+        EXPECT_EQ("", run.output + run.errors);
     }
 }
