@@ -9,6 +9,7 @@
 #include "hsmbase/failure/ICErrno.h"
 #include "tests/context/ICLanguageDirectory.h"
 #include "tests/support/ICImportFault.h"
+#include "tests/support/ICImportPatch.h"
 #include "tests/support/ICStartedProcess.h"
 #include "tests/support/Thrown.h"
 
@@ -276,10 +277,15 @@ protected:
         ICRegistry::mf_createInstance(m_registry.mf_getPath().c_str());
     }
 
-    // No program has a Polish library beside it, where the platform may look first.
     ICLanguageDirectory m_languages;
     ICRegistrySandbox m_registry;
     CurrentDirectory m_current{m_languages.mf_getDirectory().mf_getPath()};
+    // Wine looks beside the program first, where all languages are, even for a name that begins with ".\\".
+    ICImportPatch const m_load{IC_IMPORT(LoadLibraryW), [](wchar_t const * name) {
+                                   wchar_t path[MAX_PATH] = {};
+                                   ::GetFullPathNameW(name, MAX_PATH, path, nullptr);
+                                   return ::LoadLibraryW(path);
+                               }};
 };
 
 TEST_F(ICLanguageWithoutLanguageDir, Create_LooksInTheCurrentDirectory)
