@@ -16,9 +16,9 @@ constexpr int MAX_TEXT = 8192;
 bool f_hasMeaning(CString const & text, int at)
 {
     bool const isFirst = at == 0;
-    bool const isLast = at == text.GetLength() - 1;
+    // Behind the last one stands the terminator.
     if (text[at] == L'_')
-        return isFirst || isLast || !::IsCharAlphaNumericW(text[at - 1]) || !::IsCharAlphaNumericW(text[at + 1]);
+        return isFirst || !::IsCharAlphaNumericW(text[at - 1]) || !::IsCharAlphaNumericW(text[at + 1]);
     return std::wcschr(isFirst ? L"\\`*[]|~#+-" : L"\\`*[]|~", text[at]) != nullptr;
 }
 

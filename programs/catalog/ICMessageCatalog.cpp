@@ -64,9 +64,9 @@ ICMessageCatalog::ERROR_CONSTANT const * ICMessageCatalog::mf_findError(CString 
 {
     constexpr int MAX_DIGITS = 8;
     CString const digits = number.Left(2).CompareNoCase(L"0x") == 0 ? number.Mid(2) : number;
-    bool const isNumber = !digits.IsEmpty() && digits.GetLength() <= MAX_DIGITS &&
-                          digits.SpanIncluding(L"0123456789abcdefABCDEF") == digits;
+    bool const isNumber = digits.GetLength() <= MAX_DIGITS && digits.SpanIncluding(L"0123456789abcdefABCDEF") == digits;
     if (!isNumber) return nullptr;
+    // Without digits it is 0, which no constant has.
     auto const * const found = std::ranges::find(CONSTANTS, std::wcstoul(digits, nullptr, 16), &ERROR_CONSTANT::number);
     return found == std::end(CONSTANTS) ? nullptr : found;
 }

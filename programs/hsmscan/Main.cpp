@@ -81,10 +81,10 @@ ICErrnoNumber f_writeList(ICListTransaction & list, ICScanTotals const & totals,
         return ICErrnoNumber();
     }
     catch (ICErrno & failure) {
-        if (failure.mf_isErrno(ICErrno::_W_::UserCanceled)) return failure.mf_getErrnoData();
+        if (failure.mf_isErrno(ICErrno::_W_::UserCanceled)) return failure.mf_getErrnoData().mf_getNumber();
         ICErrno const message = f_listFailure(failure, options.m_list);
         ICScanReport::mf_printFailure(message);
-        return message.mf_getErrnoData();
+        return message.mf_getErrnoData().mf_getNumber();
     }
 }
 

@@ -9,10 +9,7 @@
 #include "tests/catalog/CatalogPages.h"
 #include "tests/support/ICFiles.h"
 
-using testing::Each;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
 

@@ -8,8 +8,6 @@
 #include "tests/catalog/CatalogPages.h"
 #include "tests/context/ICLanguageDirectory.h"
 
-using testing::HasSubstr;
-
 namespace
 {
 
