@@ -25,9 +25,7 @@ install(FILES README.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # Target shipped: all that is installed, without tests and benchmarks.
-get_property(languages GLOBAL PROPERTY HSMBASE_LANGUAGES)
-list(TRANSFORM languages PREPEND tnwlang)
-add_custom_target(shipped DEPENDS hsmbase hsmframe ${languages})
+add_custom_target(shipped DEPENDS hsmbase hsmframe languages)
 if(TARGET hsmscan)
     add_dependencies(shipped hsmscan)
 endif()
