@@ -12,4 +12,6 @@ endforeach()
 add_library(headers_alone OBJECT EXCLUDE_FROM_ALL ${sources})
 target_link_libraries(headers_alone PRIVATE hsmbase test_support hsmbase_options)
 target_compile_options(headers_alone PRIVATE -fno-access-control)
+# The lists that are made from the texts.
+target_include_directories(headers_alone PRIVATE ${PROJECT_BINARY_DIR}/tests/languages)
 set_target_properties(headers_alone PROPERTIES CXX_CLANG_TIDY "")
