@@ -91,7 +91,7 @@ public:
     void mf_addWord(TEXT_VIEW word)
     {
         for (bool isFirst = true; !word.empty(); isFirst = false) {
-            TEXT_VIEW piece = f_cutPiece(word, false);
+            TEXT_VIEW const piece = f_cutPiece(word, false);
             int const blank = isFirst && !m_isFresh ? 1 : 0;
             if (f_doubleWidth(piece) <= m_room)
                 mf_implAdd(piece, blank);
