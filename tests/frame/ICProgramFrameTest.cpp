@@ -27,7 +27,6 @@
 #include "tests/support/ICTraceReader.h"
 
 using testing::Contains;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
 

@@ -10,7 +10,6 @@
 #include "tests/support/Thrown.h"
 
 using testing::ElementsAre;
-using testing::ElementsAreArray;
 using testing::IsEmpty;
 
 namespace

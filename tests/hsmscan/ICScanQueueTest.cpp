@@ -8,10 +8,6 @@
 
 #include "tests/support/ICMeetingPoint.h"
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::UnorderedElementsAre;
-
 namespace
 {
 class ICScanQueueTest : public testing::Test
