@@ -2,9 +2,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "tests/hsmscan/ScanTest.h"
 #include "tests/support/ICImportFault.h"
 #include "tests/support/ICImportPatch.h"
+#include "tests/support/ICMeetingPoint.h"
 #include "tests/support/ICStartedProcess.h"
 #include "tests/support/ICTemporaryDirectory.h"
 #include "tests/support/Thrown.h"
@@ -33,6 +36,22 @@ std::wstring f_describe(ICScanTotals const & totals)
 class ICDirectoryScanThreads : public testing::Test
 {
 protected:
+    // The run-time library keeps what the largest crowd of threads so far has needed at once. So there is a crowd as
+    // large as any scan's ahead of the leak accounts.
+    static void SetUpTestSuite()
+    {
+        constexpr int CROWD = 64;
+        ICMeetingPoint meeting(CROWD);
+        std::vector<std::thread> crowd;
+        for (int index = 0; index < CROWD; ++index)
+            crowd.emplace_back([&meeting] {
+                EXPECT_THROW(throw ICErrno(ICErrno::_W_::UserCanceled), ICErrno);
+                meeting.mf_arrive();
+            });
+        for (std::thread & thread : crowd)
+            thread.join();
+    }
+
     // Directories of several sizes, files of equal size, and files with several names all over.
     void mf_makeTree() const
     {

@@ -317,7 +317,7 @@ TEST_P(LanguageTexts, Texts_StandUnderTheIdOfTheLanguage)
     EXPECT_EQ(ids, std::set<WORD>{m_id});
 }
 
-// Both, since the trace of a console may be kept in a file.
+// Both that of windows and that of consoles. Where the language requires UCS-2 there is nothing to hold it to.
 TEST_P(LanguageTexts, EveryText_IsPrintableInTheCodePagesOfTheLanguage)
 {
     if (f_requiresUCS2(m_id)) return;
@@ -330,7 +330,7 @@ TEST_P(LanguageTexts, EveryText_IsPrintableInTheCodePagesOfTheLanguage)
     }
 }
 
-// Otherwise columns would depend on the font.
+// Otherwise columns would depend on the font. In the other languages every character takes one.
 TEST_P(LanguageTexts, EveryCharacter_HasOneWidthOrTheOther)
 {
     if (!ICLanguage::mf_printsDoubleWidthChars(m_id)) return;

@@ -11,13 +11,12 @@
 //
 // First runs fill one-time caches: of the platform, of the run-time library, of the test framework. So a test that ends
 // with more than it began is run again, and fails only if each of RUNS runs leaves something behind. A leak does, a
-// cache does not: a lock that makes its event when two threads first meet at it makes one. In a crowd of threads such
-// first times may follow each other for some runs. Tests must therefore be repeatable. A test that has failed or
-// skipped is not judged: its messages stay in the heap.
+// cache does not. Tests must therefore be repeatable. A test that has failed or skipped is not judged: its messages
+// stay in the heap.
 class ICLeakListener : public testing::EmptyTestEventListener
 {
 public:
-    static constexpr int RUNS = 6;
+    static constexpr int RUNS = 3;
 
     // Last in the list of listeners: nearest to the test. The framework owns it from then on.
     static void mf_install();
